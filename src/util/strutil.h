@@ -1,0 +1,92 @@
+// String and file helpers shared by every module.
+//
+// Strings are UTF-8 std::string values; helpers return new values and never modify their input.
+#pragma once
+
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "util/plist.h"
+
+// Replaces every occurrence of `from` by `to`, scanning left to right and resuming right after
+// the inserted text, so inserted text is never rescanned ("a"->"aa" in "aaa" gives "aaaaaa").
+// With case_sensitive false the search ignores ASCII case (the replacement is inserted as
+// given). With honour_backslash, an occurrence directly preceded by a backslash (and not at the
+// very start) is left in place. An empty `from` returns the text unchanged.
+std::string substitute_str(std::string_view text, std::string_view from, std::string_view to,
+                           bool case_sensitive, bool honour_backslash);
+
+// One (from, to) pair of a conversion table; a table ends with an entry whose `from` is null.
+struct conversion_pair {
+  const char* from;
+  const char* to;
+};
+// Applies substitute_str for each pair in table order, each over the whole previous result.
+std::string substitute_str_using_conversion_table(std::string_view text, const conversion_pair* table,
+                                                  bool case_sensitive);
+
+// Puts a backslash before every occurrence of c. The search ignores case, so escaping a letter
+// also escapes its other case and writes it in the given case (kept deliberately).
+std::string escape_string(std::string_view text, char c);
+// Turns every backslash followed by c back into c.
+std::string unescape_string(std::string_view text, char c);
+
+// Splits at every occurrence of `separator` into a list of new strings (plist_free_string).
+// An empty text gives no pieces; an empty separator gives the whole text as one piece.
+plist* strsplit(std::string_view text, std::string_view separator);
+// Splits at every single separator but not at a doubled one; the doubled separator stays in
+// the piece (the caller undoes the doubling). A run of three splits after the doubled pair.
+// An empty text gives no pieces.
+plist* strsplit_no_double(std::string_view text, char separator);
+
+// Reads the stream in blocks of 524288 elements of `element_size` bytes, growing the buffer to
+// the total plus one byte after each block (room for a terminator the caller writes).
+// The buffer is malloc'd (caller frees); returns false on a read error.
+bool read_entire_file(FILE* stream, char** buffer_out, size_t element_size, size_t* length_out);
+// Convenience: the whole file as a string; nullopt when it cannot be opened or read.
+std::optional<std::string> read_file_to_string(const std::string& path);
+
+// Creates or truncates the file and writes exactly `length` bytes; true only when all were
+// written and the file was closed without error.
+bool dump_data_to_file(const std::string& path, const void* data, size_t length);
+
+// Up to `tries` times: 8 random alphanumeric characters joined to `folder` (or "." when empty)
+// with the path separator, created exclusively with owner-only permissions. Returns an open
+// binary stream for writing and the path, or nullptr (and an empty path) when every try failed.
+FILE* secure_open_temp_file(std::string* path_out, const std::string& folder, int tries);
+
+// Creates a folder with all missing parents (mode 0700 for new folders). True when the folder
+// exists afterwards.
+bool mkdir_p(const std::string& path, char separator);
+
+// Flushes the file behind `stream` to disk and closes it; false on any error.
+bool fsync_and_close(FILE* stream);
+// Atomically replaces `target` by `temp` and flushes the folder entry to disk.
+// On failure `temp` is left in place and errno describes the failure.
+bool rename_durable(const std::string& temp, const std::string& target);
+
+// The platform's path separator ('/' here, '\\' on Windows).
+char path_separator();
+// Everything before the last separator ('/' or '\\'); "" when there is none.
+std::string path_dirname(std::string_view path);
+// Everything after the last separator.
+std::string path_basename(std::string_view path);
+// Joins with the platform separator, without doubling one that is already there.
+std::string path_join(std::string_view a, std::string_view b);
+bool file_exists(const std::string& path);
+bool dir_exists(const std::string& path);
+
+// ASCII case-insensitive comparison (_stricmp), and equality.
+int str_casecmp(std::string_view a, std::string_view b);
+bool str_caseeq(std::string_view a, std::string_view b);
+bool str_ends_with_case(std::string_view s, std::string_view suffix);
+
+// printf into a std::string.
+std::string strprintf(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+
+// Duplicates a C string with malloc (die() on failure); nullptr stays nullptr.
+char* copy_string(const char* s);
+// Replaces a malloc'd string variable by a copy of `value`, freeing the old one.
+void replace_string(char** var, const char* value);
