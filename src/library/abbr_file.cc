@@ -115,12 +115,37 @@ void abbr_dump_abbrev_to_string(std::string& out, const abbr_abbrev* a) {
   out.append("/>");
 }
 
-bool abbr_dump_folder_to_string(std::string& out, const abbr_folder* f, bool is_root, bool mark_main,
-                                bool with_read_only, std::string* error_out) {
+static std::string write_error(int err) {
+  return strprintf("Write error -- not all Quiverextions could be saved (%s).", strerror(err));
+}
+
+namespace {
+
+// Collects the text and, when it has a stream, hands it over in large pieces: one write of the
+// whole file would need all of it in memory, thousands of small writes are slow.
+struct xml_sink {
+  std::string buf;
+  FILE* stream = nullptr;  // nullptr: everything stays in `buf`
+  std::string* error_out = nullptr;
+
+  bool flush() {
+    if (!stream || buf.empty()) return true;
+    if (fwrite(buf.data(), 1, buf.size(), stream) != buf.size()) {
+      if (error_out) *error_out = write_error(errno);
+      return false;
+    }
+    buf.clear();
+    return true;
+  }
+  bool maybe_flush() { return buf.size() < (1u << 20) || flush(); }
+};
+
+bool dump_folder(xml_sink& sink, const abbr_folder* f, bool is_root, bool mark_main, bool with_read_only) {
   if (!f) {
-    if (error_out) *error_out = "Folder is blank.";
+    if (sink.error_out) *sink.error_out = "Folder is blank.";
     return false;
   }
+  std::string& out = sink.buf;
   out.append(is_root ? "<Quiverex" : "<f");
   append_attr(out, "n", f->name);
   append_int_attr(out, "t", f->t);
@@ -142,67 +167,88 @@ bool abbr_dump_folder_to_string(std::string& out, const abbr_folder* f, bool is_
   }
   out.push_back('>');
   for (plist* n = f->subfolders; n; n = n->next)
-    if (!abbr_dump_folder_to_string(out, static_cast<const abbr_folder*>(n->data), false, false, with_read_only,
-                                    error_out))
-      return false;
+    if (!dump_folder(sink, static_cast<const abbr_folder*>(n->data), false, false, with_read_only)) return false;
   for (plist* n = f->abbrevs; n; n = n->next) {
     if (!n->data) {
-      if (error_out) *error_out = "Empty data.";
+      if (sink.error_out) *sink.error_out = "Empty data.";
       return false;
     }
-    abbr_dump_abbrev_to_string(out, static_cast<const abbr_abbrev*>(n->data));
+    abbr_dump_abbrev_to_string(sink.buf, static_cast<const abbr_abbrev*>(n->data));
+    if (!sink.maybe_flush()) return false;
   }
   out.append(is_root ? "</Quiverex>" : "</f>");
-  return true;
+  return sink.maybe_flush();
+}
+
+bool dump_list(xml_sink& sink, plist* list) {
+  bool first = true;
+  for (plist* n = list; n; n = n->next) {
+    if (!dump_folder(sink, static_cast<const abbr_folder*>(n->data), first, first, true)) return false;
+    first = false;
+  }
+  return sink.flush();
+}
+
+// Finds a missing record before anything is written, so such a save never touches the disk.
+bool find_missing_record(plist* folders, std::string* error_out) {
+  for (plist* n = folders; n; n = n->next) {
+    const abbr_folder* f = static_cast<const abbr_folder*>(n->data);
+    if (!f) {
+      if (error_out) *error_out = "Folder is blank.";
+      return true;
+    }
+    for (plist* a = f->abbrevs; a; a = a->next)
+      if (!a->data) {
+        if (error_out) *error_out = "Empty data.";
+        return true;
+      }
+    if (find_missing_record(f->subfolders, error_out)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool abbr_dump_folder_to_string(std::string& out, const abbr_folder* f, bool is_root, bool mark_main,
+                                bool with_read_only, std::string* error_out) {
+  xml_sink sink;
+  sink.buf.swap(out);
+  sink.error_out = error_out;
+  bool ok = dump_folder(sink, f, is_root, mark_main, with_read_only);
+  out.swap(sink.buf);
+  return ok;
 }
 
 bool abbr_dump_folder_list_to_string(plist* list, std::string& out, std::string* error_out) {
-  bool first = true;
-  for (plist* n = list; n; n = n->next) {
-    if (!abbr_dump_folder_to_string(out, static_cast<const abbr_folder*>(n->data), first, first, true, error_out))
-      return false;
-    first = false;
-  }
-  return true;
-}
-
-static std::string write_error(int err) {
-  return strprintf("Write error -- not all Quiverextions could be saved (%s).", strerror(err));
-}
-
-static bool write_all(FILE* stream, const std::string& data, std::string* error_out) {
-  if (data.empty() || fwrite(data.data(), 1, data.size(), stream) == data.size()) return true;
-  if (error_out) *error_out = write_error(errno);
-  return false;
+  xml_sink sink;
+  sink.buf.swap(out);
+  sink.error_out = error_out;
+  bool ok = dump_list(sink, list);
+  out.swap(sink.buf);
+  return ok;
 }
 
 bool abbr_dump_all_subfolders_and_abbrevs_as_XML(const abbr_folder* f, FILE* stream, bool is_root,
                                                  bool mark_main, bool with_read_only, std::string* error_out) {
-  std::string out;
-  if (!abbr_dump_folder_to_string(out, f, is_root, mark_main, with_read_only, error_out)) return false;
-  return write_all(stream, out, error_out);
+  xml_sink sink;
+  sink.stream = stream;
+  sink.error_out = error_out;
+  return dump_folder(sink, f, is_root, mark_main, with_read_only) && sink.flush();
 }
 
 bool abbr_dump_abbrev_to_fp(FILE* stream, const abbr_abbrev* a) {
   if (!a) return false;
-  std::string out;
-  abbr_dump_abbrev_to_string(out, a);
-  return write_all(stream, out, nullptr);
+  xml_sink sink;
+  sink.stream = stream;
+  abbr_dump_abbrev_to_string(sink.buf, a);
+  return sink.flush();
 }
 
 bool abbr_dump_folder_list_to_file(plist* list, const std::string& path, std::string* error_out) {
   std::string dir = path_dirname(path);
   if (dir.empty()) dir = ".";
   mkdir_p(dir, path_separator());
-
-  // The whole file is built in memory first: a library is a few megabytes at most, and one
-  // write is much faster than thousands of small ones.
-  std::string data;
-  std::string err;
-  if (!abbr_dump_folder_list_to_string(list, data, &err)) {
-    if (error_out) *error_out = err;
-    return false;
-  }
+  if (find_missing_record(list, error_out)) return false;
 
   std::string temp;
   FILE* stream = secure_open_temp_file(&temp, dir, 100);
@@ -210,12 +256,14 @@ bool abbr_dump_folder_list_to_file(plist* list, const std::string& path, std::st
     if (error_out) *error_out = strprintf("Unable to create temporary file in directory %s", dir.c_str());
     return false;
   }
-  bool ok = write_all(stream, data, &err);
-  int saved_errno = errno;
+  std::string err;
+  xml_sink sink;
+  sink.stream = stream;
+  sink.error_out = &err;
+  bool ok = dump_list(sink, list);
   if (!fsync_and_close(stream) && ok) {
     ok = false;
-    saved_errno = errno;
-    err = write_error(saved_errno);
+    err = write_error(errno);
   }
   if (!ok) {
     unlink(temp.c_str());
@@ -223,7 +271,7 @@ bool abbr_dump_folder_list_to_file(plist* list, const std::string& path, std::st
     return false;
   }
   if (!rename_durable(temp, path)) {
-    saved_errno = errno;
+    int saved_errno = errno;
     unlink(temp.c_str());
     if (error_out)
       *error_out = strprintf("Could not move temporary file %s to %s: %s", temp.c_str(), path.c_str(),

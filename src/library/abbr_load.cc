@@ -3,7 +3,7 @@
 #include <glib.h>
 
 #include <cerrno>
-#include <climits>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -25,10 +25,14 @@ static long long parse_int(const char* s) {
   return v;
 }
 
-abbr_folder* abbr_create_folder_from_attribs(const char** attribs) {
+// A time attribute: only the 14-character form is a time; anything else is the time of loading.
+static abbrtime time_attr(const char* value, const abbrtime& now) {
+  return strlen(value) == 14 ? abbr_time_str_to_abbrtime(value) : now;
+}
+
+static abbr_folder* abbr_create_folder_from_attribs_at(const char** attribs, const abbrtime& now) {
   abbr_folder* f = new abbr_folder;
   f->uid = abbr_next_folder_uid();
-  abbrtime now = abbr_time_now();
   f->last_update = f->modified = f->last_check = now;
   for (int i = 0; attribs[i]; i += 2) {
     const char* name = attribs[i];
@@ -60,13 +64,13 @@ abbr_folder* abbr_create_folder_from_attribs(const char** attribs) {
         f->update_setting = static_cast<int32_t>(parse_int(value));
         break;
       case 'l':
-        f->last_update = abbr_time_str_to_abbrtime(value);
+        f->last_update = time_attr(value, now);
         break;
       case 'm':
-        f->modified = abbr_time_str_to_abbrtime(value);
+        f->modified = time_attr(value, now);
         break;
       case 'c':
-        f->last_check = abbr_time_str_to_abbrtime(value);
+        f->last_check = time_attr(value, now);
         break;
       case 'f':
         f->f = static_cast<uint8_t>(parse_int(value));
@@ -76,12 +80,12 @@ abbr_folder* abbr_create_folder_from_attribs(const char** attribs) {
   return f;
 }
 
-abbr_abbrev* abbr_create_abbrev_from_attribs(uint8_t type, const char** attribs) {
+static abbr_abbrev* abbr_create_abbrev_from_attribs_at(uint8_t type, const char** attribs, const abbrtime& now) {
   abbr_abbrev* a = new abbr_abbrev;
   a->type = type;
   a->case_mode = ABBR_CASE_ADAPT;
   a->trigger_mode = ABBR_TRIGGER_IMMEDIATELY;
-  a->created = a->modified = abbr_time_now();
+  a->created = a->modified = now;
   a->uid = abbr_next_abbrev_uid();
   for (int i = 0; attribs[i]; i += 2) {
     const char* name = attribs[i];
@@ -106,10 +110,10 @@ abbr_abbrev* abbr_create_abbrev_from_attribs(uint8_t type, const char** attribs)
         a->anywhere = static_cast<uint8_t>(parse_int(value));
         continue;
       case 'x':
-        a->created = abbr_time_str_to_abbrtime(value);
+        a->created = time_attr(value, now);
         continue;
       case 'y':
-        a->modified = abbr_time_str_to_abbrtime(value);
+        a->modified = time_attr(value, now);
         continue;
     }
     if (type == ABBR_TYPE_TEXT && c == 'e') {
@@ -145,35 +149,73 @@ abbr_abbrev* abbr_create_abbrev_from_attribs(uint8_t type, const char** attribs)
   return a;
 }
 
+abbr_folder* abbr_create_folder_from_attribs(const char** attribs) {
+  return abbr_create_folder_from_attribs_at(attribs, abbr_time_now());
+}
+
+abbr_abbrev* abbr_create_abbrev_from_attribs(uint8_t type, const char** attribs) {
+  return abbr_create_abbrev_from_attribs_at(type, attribs, abbr_time_now());
+}
+
 // ---- Buffer preparation ----
 
-std::string abbrld_get_buf_to_pass_to_parser(std::string_view raw) {
+// True when a character outside the XML range ends right before some "/u": only then can the
+// pattern below match, so most files skip the regular expression entirely. `text` is valid UTF-8.
+static bool may_hold_removable_character(std::string_view text) {
+  for (size_t pos = text.find("/u"); pos != std::string_view::npos; pos = text.find("/u", pos + 1)) {
+    if (pos == 0) continue;
+    size_t start = pos - 1;
+    while (start > 0 && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80) start--;
+    gunichar c = g_utf8_get_char(text.data() + start);
+    bool in_xml_range = c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) ||
+                        (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
+    if (!in_xml_range) return true;
+  }
+  return false;
+}
+
+// The preparation below, except that when the bytes need no change *out is left alone and false
+// comes back: a library is read once more than it is written, and copying tens of megabytes
+// only to get the same bytes back is the slowest part of loading a large one.
+static bool prepare_buffer(std::string_view raw, std::string* out) {
+  bool has_escape = raw.find('\x1b') != std::string_view::npos;
+  bool valid = g_utf8_validate_len(raw.data(), raw.size(), nullptr);  // also false at a NUL byte
+  if (!has_escape && valid && !may_hold_removable_character(raw)) return false;
+
   // A raw escape byte is not allowed in XML at all; older versions wrote it unescaped.
-  std::string escaped;
-  escaped.reserve(raw.size());
+  std::string& text = *out;
+  text.clear();
+  text.reserve(raw.size());
   size_t run = 0;
-  for (size_t i = 0; i < raw.size(); i++) {
-    if (raw[i] != '\x1b') continue;
-    escaped.append(raw.data() + run, i - run);
-    escaped.append("&#33;");
+  for (size_t i = raw.find('\x1b'); i != std::string_view::npos; i = raw.find('\x1b', i + 1)) {
+    text.append(raw.data() + run, i - run);
+    text.append("&#33;");
     run = i + 1;
   }
-  escaped.append(raw.data() + run, raw.size() - run);
+  text.append(raw.data() + run, raw.size() - run);
 
-  gchar* valid = g_utf8_make_valid(escaped.data(), static_cast<gssize>(escaped.size()));
+  if (!valid) {
+    gchar* repaired = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
+    text = repaired;
+    g_free(repaired);
+  }
+  if (!may_hold_removable_character(text)) return true;
+
   // The pattern is kept exactly as it has always been: because of the "/u" at its end it only
   // removes a character outside the XML range when "/u" follows it. It works on characters, not
   // bytes (no G_REGEX_RAW), which is why the text is made valid UTF-8 first.
   static GRegex* regex = g_regex_new(
       "[^\\x09\\x0A\\x0D\\x20-\\x{D7FF}\\x{E000}-\\x{FFFD}\\x{10000}-\\x{10FFFF}]/u", G_REGEX_OPTIMIZE,
       static_cast<GRegexMatchFlags>(0), nullptr);
-  std::string out;
-  gchar* replaced = regex ? g_regex_replace_literal(regex, valid, -1, 0, "", static_cast<GRegexMatchFlags>(0), nullptr)
-                          : nullptr;
-  out = replaced ? replaced : valid;
+  gchar* replaced = g_regex_replace_literal(regex, text.c_str(), -1, 0, "", static_cast<GRegexMatchFlags>(0), nullptr);
+  if (replaced) text = replaced;
   g_free(replaced);
-  g_free(valid);
-  return out;
+  return true;
+}
+
+std::string abbrld_get_buf_to_pass_to_parser(std::string_view raw) {
+  std::string out;
+  return prepare_buffer(raw, &out) ? out : std::string(raw);
 }
 
 // ---- The parser callbacks ----
@@ -186,14 +228,37 @@ const char* const k_te_elements[] = {"textexpander", "textexpanderSG", "textexpa
 
 enum open_kind : uint8_t { OPEN_FOLDER, OPEN_ABBREV };
 
+// An open folder and the last nodes of its two lists: records are appended in file order, and
+// walking a long list to its end for every record would make loading quadratic.
+struct folder_frame {
+  abbr_folder* folder;  // (borrowed)
+  plist* last_subfolder;
+  plist* last_abbrev;
+};
+
+folder_frame frame_for(abbr_folder* f) { return {f, plist_get_last(f->subfolders), plist_get_last(f->abbrevs)}; }
+
+// Links `data` after `last` (or as the whole list when `last` is nullptr).
+void append_after(plist*& list, plist*& last, void* data, plist_free_func free_func) {
+  plist* node = plist_alloc_set(data, free_func);
+  if (last) {
+    last->next = node;
+    node->prev = last;
+  } else {
+    list = node;
+  }
+  last = node;
+}
+
 struct load_state {
   bool main_list = true;             // replacing list 0; otherwise importing below a folder
   int depth = 0;                     // elements open now
   int skip_depth = 0;                // depth of the element being skipped whole, 0 when none
   int collect_depth = 0;             // depth of the TextExpander element being collected, 0 when none
-  pstack* folders = nullptr;         // open folder records (borrowed)
-  pstack* abbrevs = nullptr;         // open abbreviation records (borrowed)
-  std::vector<open_kind> open;       // which of the two stacks each open record is on
+  std::vector<folder_frame> folders;  // open folder records
+  std::vector<abbr_abbrev*> abbrevs;  // open abbreviation records (borrowed)
+  std::vector<open_kind> open;        // which of the two stacks each open record is on
+  abbrtime now{};                     // the time of loading, for records without times
   bool root_seen = false;
   std::string te_text;               // the TextExpander element being collected
   std::string te_errors;             // what the TextExpander reader reported, one per line
@@ -264,9 +329,9 @@ void hand_over_te_text(load_state* st) {
   abbr_folder* folder = nullptr;
   abbr_abbrev* abbrev = nullptr;
   if (st->open.back() == OPEN_ABBREV)
-    abbrev = static_cast<abbr_abbrev*>(pstack_peek(st->abbrevs));
+    abbrev = st->abbrevs.back();
   else
-    folder = static_cast<abbr_folder*>(pstack_peek(st->folders));
+    folder = st->folders.back().folder;
   std::optional<std::string> err = g_hooks.te_data_reader(st->te_text, folder, abbrev);
   if (err) {
     if (!st->te_errors.empty()) st->te_errors.push_back('\n');
@@ -282,7 +347,7 @@ void XMLCALL start_element(void* data, const char* name, const char** attribs) {
     append_start_tag(st->te_text, name, attribs);
     return;
   }
-  abbr_folder* parent = static_cast<abbr_folder*>(pstack_peek(st->folders));
+  folder_frame* parent = st->folders.empty() ? nullptr : &st->folders.back();
   if (st->depth == 1 && !st->root_seen && (str_caseeq(name, "Quiverex") || str_caseeq(name, "Tolmek"))) {
     st->root_seen = true;
     abbr_folder* f;
@@ -292,25 +357,36 @@ void XMLCALL start_element(void* data, const char* name, const char** attribs) {
       f = abbr_create_absolute_parent_folder();
       abbr_insert_folder_in_list(ABBR_MAIN_LIST, f, -1);
     } else {
-      f = abbr_create_folder_from_attribs(attribs);
-      abbr_add_subfolder_to_folder(ABBR_MAIN_LIST, parent, f);
+      f = abbr_create_folder_from_attribs_at(attribs, st->now);
+      if (parent) {
+        f->parent = parent->folder;
+        append_after(parent->folder->subfolders, parent->last_subfolder, f, abbr_folder_free);
+      } else {
+        abbr_add_subfolder_to_folder(ABBR_MAIN_LIST, nullptr, f);
+      }
     }
-    pstack_push(st->folders, f);
+    st->folders.push_back(frame_for(f));
     st->open.push_back(OPEN_FOLDER);
     return;
   }
   if (str_caseeq(name, "f") && (parent || st->main_list)) {
-    abbr_folder* f = abbr_create_folder_from_attribs(attribs);
-    abbr_add_subfolder_to_folder(ABBR_MAIN_LIST, parent, f);
-    pstack_push(st->folders, f);
+    abbr_folder* f = abbr_create_folder_from_attribs_at(attribs, st->now);
+    if (parent) {
+      f->parent = parent->folder;
+      append_after(parent->folder->subfolders, parent->last_subfolder, f, abbr_folder_free);
+    } else {
+      abbr_add_subfolder_to_folder(ABBR_MAIN_LIST, nullptr, f);
+    }
+    st->folders.push_back(frame_for(f));
     st->open.push_back(OPEN_FOLDER);
     return;
   }
   int type = abbrev_type_of(name);
   if (type >= 0 && parent) {
-    abbr_abbrev* a = abbr_create_abbrev_from_attribs(static_cast<uint8_t>(type), attribs);
-    abbr_add_abbrev_to_folder(parent, a, -1);
-    pstack_push(st->abbrevs, a);
+    abbr_abbrev* a = abbr_create_abbrev_from_attribs_at(static_cast<uint8_t>(type), attribs, st->now);
+    a->parent = parent->folder;
+    append_after(parent->folder->abbrevs, parent->last_abbrev, a, abbr_abbrev_free);
+    st->abbrevs.push_back(a);
     st->open.push_back(OPEN_ABBREV);
     return;
   }
@@ -343,10 +419,12 @@ void XMLCALL end_element(void* data, const char* name) {
   open_kind kind = st->open.back();
   st->open.pop_back();
   if (kind == OPEN_ABBREV) {
-    abbr_abbrev* a = static_cast<abbr_abbrev*>(pstack_pop(st->abbrevs));
+    abbr_abbrev* a = st->abbrevs.back();
+    st->abbrevs.pop_back();
     if (g_hooks.te_generate_new_uuid_for_abbrev) g_hooks.te_generate_new_uuid_for_abbrev(a);
   } else {
-    abbr_folder* f = static_cast<abbr_folder*>(pstack_pop(st->folders));
+    abbr_folder* f = st->folders.back().folder;
+    st->folders.pop_back();
     if (g_hooks.te_generate_new_uuid_for_folder) g_hooks.te_generate_new_uuid_for_folder(f);
   }
 }
@@ -366,23 +444,25 @@ struct parse_result {
 
 // Parses the prepared buffer into the lists; what was built before an error stays.
 // `base` (nullable) is the folder that top-level elements go into when importing.
-parse_result parse(const std::string& buf, load_state& st, abbr_folder* base) {
+parse_result parse(std::string_view buf, load_state& st, abbr_folder* base) {
   parse_result r;
   XML_Parser parser = XML_ParserCreate("UTF-8");
   if (!parser) die();
-  st.folders = pstack_new();
-  st.abbrevs = pstack_new();
+  st.now = abbr_time_now();
   if (base) {
-    pstack_push(st.folders, base);
+    st.folders.push_back(frame_for(base));
     st.open.push_back(OPEN_FOLDER);
   }
   XML_SetUserData(parser, &st);
   XML_SetElementHandler(parser, start_element, end_element);
   XML_SetCharacterDataHandler(parser, character_data);
-  // One call for any file that fits expat's int length, in pieces only beyond that.
+  // Fed in pieces: expat copies what it is given into a buffer of its own, and a piece of a
+  // megabyte stays in the cache where a copy of the whole file would not. Positions in error
+  // messages count from the start of the file all the same.
+  const size_t piece = 1u << 20;
   size_t pos = 0;
   do {
-    size_t n = buf.size() - pos > static_cast<size_t>(INT_MAX) ? static_cast<size_t>(INT_MAX) : buf.size() - pos;
+    size_t n = std::min(piece, buf.size() - pos);
     bool last = pos + n == buf.size();
     if (XML_Parse(parser, buf.data() + pos, static_cast<int>(n), last) == XML_STATUS_ERROR) {
       r.ok = false;
@@ -395,9 +475,6 @@ parse_result parse(const std::string& buf, load_state& st, abbr_folder* base) {
   } while (pos < buf.size());
   r.te_errors = st.te_errors;
   XML_ParserFree(parser);
-  pstack_delete(st.folders);
-  pstack_delete(st.abbrevs);
-  st.folders = st.abbrevs = nullptr;
   return r;
 }
 
@@ -414,7 +491,8 @@ void finish_main_list() {
 
 bool abbr_load_main_list_from_buffer(std::string_view raw, const std::string& path) {
   load_state st;
-  parse_result r = parse(abbrld_get_buf_to_pass_to_parser(raw), st, nullptr);
+  std::string prepared;
+  parse_result r = parse(prepare_buffer(raw, &prepared) ? std::string_view(prepared) : raw, st, nullptr);
   bool ok = r.ok;
   if (!r.ok)
     show_msgbox(MSGBOX_ERROR, MSGBOX_BUTTONS_OK,
@@ -508,7 +586,9 @@ bool abbr_load_abbreviations_from_file(const std::string& path, abbr_folder* int
   }
   load_state st;
   st.main_list = false;
-  parse_result r = parse(abbrld_get_buf_to_pass_to_parser(std::string_view(raw, len)), st, into);
+  std::string prepared;
+  std::string_view text(raw, len);
+  parse_result r = parse(prepare_buffer(text, &prepared) ? std::string_view(prepared) : text, st, into);
   free(raw);
   if (!r.ok) {
     if (error_out)
