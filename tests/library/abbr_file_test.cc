@@ -398,6 +398,8 @@ TEST_F(AbbrFileTest, BufferPreparation) {
   EXPECT_EQ(abbrld_get_buf_to_pass_to_parser("a\x1b" "b"), "a&#33;b");
   // Invalid UTF-8 becomes the replacement character.
   EXPECT_EQ(abbrld_get_buf_to_pass_to_parser("x\xff" "y\xc3"), "x\xef\xbf\xbdy\xef\xbf\xbd");
+  EXPECT_EQ(abbrld_get_buf_to_pass_to_parser(std::string("a\0b", 3)), "a\xef\xbf\xbd" "b");
+  EXPECT_EQ(abbrld_get_buf_to_pass_to_parser("<a u=\"http://x/u\"/>"), "<a u=\"http://x/u\"/>");
   // A character outside the XML range goes only together with a following "/u".
   EXPECT_EQ(abbrld_get_buf_to_pass_to_parser("a\x01/ub\x01" "c"), "ab\x01" "c");
   EXPECT_EQ(abbrld_get_buf_to_pass_to_parser("\xef\xbf\xbe/u\xe2\x82\xac/u"), "\xe2\x82\xac/u");
