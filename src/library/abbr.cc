@@ -1,6 +1,9 @@
 // Folder and abbreviation records, the two folder lists, copying, lookup and text forms.
 #include "library/abbr.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 #include "library/abbr_file.h"
 
 #include "util/strutil.h"
@@ -210,7 +213,9 @@ void abbr_free_abbrtime(void* t) { delete static_cast<abbrtime*>(t); }
 
 void* abbr_kvlist_copy_value(const void* value, uint32_t type) {
   if (type == KVLIST_TYPE_DATE && value) return abbr_dup_abbrtime(*static_cast<const abbrtime*>(value));
-  return const_cast<void*>(value);
+  // Any other owned value would end up freed twice if the pointer were shared.
+  fprintf(stderr, "abbr_kvlist_copy_value: no copy for owned values of type %u\n", type);
+  abort();
 }
 
 static void* copy_string_node(const void* s) { return new std::string(*static_cast<const std::string*>(s)); }

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <set>
 #include <string>
 #include <vector>
@@ -163,6 +164,20 @@ TEST_F(ReadEntireFile, CountsElementsOfTheGivenSize) {
   EXPECT_EQ(read_file_to_string(dir_ + "/missing"), std::nullopt);
 }
 
+TEST_F(ReadEntireFile, WholeLinesOfAnyLength) {
+  std::string long_line = std::string(20000, 'x') + "\"=\"";
+  std::string text = "\"a\" = \"1\"\n" + long_line + "\n\n  \nlast";
+  std::string path = dir_ + "/lines";
+  ASSERT_TRUE(dump_data_to_file(path, text.data(), text.size()));
+  FILE* f = fopen(path.c_str(), "r");
+  ASSERT_NE(f, nullptr);
+  std::vector<std::string> lines;
+  std::string line;
+  while (read_whole_line(f, &line)) lines.push_back(line);
+  fclose(f);
+  EXPECT_EQ(lines, (strs{"\"a\" = \"1\"\n", long_line + "\n", "\n", "  \n", "last"}));
+}
+
 using DumpData = TempDirTest;
 
 TEST_F(DumpData, WritesExactlyTheBytesAndTruncates) {
@@ -238,6 +253,32 @@ TEST_F(MkdirP, CreatesEveryMissingParent) {
   EXPECT_FALSE(mkdir_p(dir_ + "/file/sub", '/'));       // a file is in the way
   EXPECT_FALSE(mkdir_p(dir_ + "/file", '/'));
   EXPECT_FALSE(mkdir_p("", '/'));
+}
+
+TEST(ResizeBackBuffer, KeepsTheNewestBytesRightAligned) {
+  char* buf = resize_back_buffer(nullptr, 0, 4);
+  EXPECT_EQ(std::string(buf, 4), std::string(4, '\0'));
+  memcpy(buf, "\0abc", 4);
+  buf = resize_back_buffer(buf, 4, 6);
+  EXPECT_EQ(std::string(buf, 6), std::string("\0\0\0abc", 6));
+  buf = resize_back_buffer(buf, 6, 2);
+  EXPECT_EQ(std::string(buf, 2), "bc");
+  free(buf);
+}
+
+TEST(CaseCompare, Utf8IgnoresCaseOfEveryCharacter) {
+  EXPECT_EQ(g_utf8_strncasecmp("\xC3\x89" "cole", "\xC3\xA9" "COLE", 6), 0);  // École / éCOLE
+  EXPECT_NE(g_utf8_strncasecmp("\xC3\x89" "cole", "ecole", 5), 0);
+  EXPECT_EQ(g_utf8_strncasecmp("abcX", "ABCy", 3), 0);  // only n bytes count
+  EXPECT_LT(g_utf8_strncasecmp("abc", "ABD", 3), 0);
+  EXPECT_GT(g_utf8_strncasecmp("abd", "ABC", 3), 0);
+  EXPECT_LT(g_utf8_strncasecmp("ab", "abc", 5), 0);     // stops at the end like strncmp
+  EXPECT_EQ(g_utf8_strncasecmp("ab", "AB", 5), 0);
+  // Broken bytes are compared as bytes and do not swallow what follows.
+  EXPECT_EQ(g_utf8_strncasecmp("\xFF" "a", "\xFF" "A", 2), 0);
+  EXPECT_NE(g_utf8_strncasecmp("\xFF" "a", "\xFE" "a", 2), 0);
+  // A character cut by the limit is compared bytewise, not read past n.
+  EXPECT_EQ(g_utf8_strncasecmp("x\xC3\x89", "X\xC3\xA9", 2), 0);
 }
 
 TEST(CaseCompare, OrdersIgnoringAsciiCase) {
