@@ -15,7 +15,8 @@ static int cli_search(const std::vector<std::string>& args) {
   const std::string& query = args[1];
   plist* found = search_run_query(nullptr, query, search_flags_for_box(search_options(), query.empty()));
   for (const abbr_abbrev* a : plist_range<abbr_abbrev>(found))
-    printf("%s\t%s\n", cli_one_line(abbr_abbrev_lst_to_string(a->abbrevs)).c_str(), cli_one_line(a->description).c_str());
+    printf("%s\t%s\n", cli_one_line(abbr_abbrev_lst_to_string(a->abbrevs)).c_str(),
+           cli_one_line(a->description).c_str());
   plist_free_all_but_data(found);
   abbr_free_all_folder_lists();
   return fflush(stdout) == 0 ? CLI_OK : CLI_PROBLEM;

@@ -25,27 +25,33 @@ const search_menu_item search_menu_items[SEARCH_N_MENU_ITEMS] = {
 
 namespace {
 
-// Folds `s` for a comparison without regard to case into `out`, reusing its storage. Text that
-// is plain ASCII (the common case) is lowered without a round trip through GLib; text that is
-// not valid UTF-8 only has its ASCII letters lowered, since g_utf8_casefold would read past a
-// broken sequence.
+// Folds `s` for a comparison without regard to case into `out`, reusing its storage: every
+// character becomes its Unicode lower case. A byte that starts no valid character is copied as
+// it is. This runs over every searched field of every record on each change of the search
+// box's text, so it neither allocates nor goes through GLib for ASCII, which most text is.
 void fold_into(std::string_view s, std::string& out) {
-  bool ascii = true;
-  for (char c : s) {
-    if (static_cast<unsigned char>(c) >= 0x80) {
-      ascii = false;
-      break;
+  out.resize(s.size());
+  size_t o = 0;
+  size_t i = 0;
+  while (i < s.size()) {
+    unsigned char c = static_cast<unsigned char>(s[i]);
+    if (c < 0x80) {
+      out[o++] = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+      i++;
+      continue;
     }
+    gunichar u = g_utf8_get_char_validated(s.data() + i, static_cast<gssize>(s.size() - i));
+    if (u == static_cast<gunichar>(-1) || u == static_cast<gunichar>(-2)) {
+      out[o++] = static_cast<char>(c);
+      i++;
+      continue;
+    }
+    // A lower-case letter may take more bytes than its capital: make room for the rest.
+    if (out.size() < o + 6 + (s.size() - i)) out.resize(o + 6 + (s.size() - i));
+    o += static_cast<size_t>(g_unichar_to_utf8(g_unichar_tolower(u), &out[o]));
+    i += static_cast<size_t>(g_utf8_skip[c]);
   }
-  if (ascii || !g_utf8_validate_len(s.data(), s.size(), nullptr)) {
-    out.assign(s);
-    for (char& c : out)
-      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return;
-  }
-  gchar* folded = g_utf8_casefold(s.data(), static_cast<gssize>(s.size()));
-  out.assign(folded);
-  g_free(folded);
+  out.resize(o);
 }
 
 struct search_term {

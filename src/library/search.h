@@ -21,15 +21,15 @@ extern const char SEARCH_TOOLTIP[];
 
 // Flags of abbr_find_abbrevs_containing_string.
 enum : unsigned {
-  SEARCH_DESCRIPTION = 1,     // search the description
-  SEARCH_ABBREVIATIONS = 2,   // search every text of the record's abbreviation list
-  SEARCH_REPLACEMENT = 4,     // search the replacement (see below for launchers)
-  SEARCH_SUBFOLDERS = 8,      // search the whole tree below the folder, not only its own records
-  SEARCH_WHOLE_FIELD = 16,    // a term must equal the field; otherwise it must occur in it
-  SEARCH_MATCH_CASE = 32,     // compare with regard to case
+  SEARCH_DESCRIPTION = 1,      // search the description
+  SEARCH_ABBREVIATIONS = 2,    // search every text of the record's abbreviation list
+  SEARCH_REPLACEMENT = 4,      // search the replacement (see below for launchers)
+  SEARCH_SUBFOLDERS = 8,       // search the whole tree below the folder, not only its own records
+  SEARCH_WHOLE_FIELD = 16,     // a term must equal the field; otherwise it must occur in it
+  SEARCH_MATCH_CASE = 32,      // compare with regard to case
   SEARCH_CASE_OF_RECORD = 64,  // abbreviation texts only: with regard to case exactly when the
-                              // record is case sensitive, whatever SEARCH_MATCH_CASE says
-  SEARCH_FIRST_ONLY = 128,    // stop at the first record found
+                               // record is case sensitive, whatever SEARCH_MATCH_CASE says
+  SEARCH_FIRST_ONLY = 128,     // stop at the first record found
   SEARCH_SKIP_DISABLED = 256,  // skip records whose parent folder is disabled
 };
 
@@ -40,9 +40,9 @@ enum : unsigned {
 // A term matches a record when it matches one of the searched fields. With `and_terms`
 // (nullable, a list of std::string*; null nodes are passed over) every one of them must match
 // and `term` itself is not looked at; without, `term` must match. A record that any of
-// `not_terms` (nullable, std::string*) matches is left out. Ignoring case follows Unicode case
-// folding. The replacement of a program launcher is its path and parameters, that of a
-// website launcher its address, as the abbreviation list shows them.
+// `not_terms` (nullable, std::string*) matches is left out. Without regard to case, letters
+// are compared by their Unicode lower case. The replacement of a program launcher is its path
+// and parameters, that of a website launcher its address, as the abbreviation list shows them.
 //
 // Returns a new list (free with plist_free_all_but_data) of records it does not own; nullptr
 // when nothing matches.

@@ -145,9 +145,14 @@ TEST_F(SearchTest, WholeFieldAndCase) {
   EXPECT_EQ(find(nullptr, "SIG", SEARCH_ABBREVIATIONS | SEARCH_MATCH_CASE), V{});
   // The record's own case mode decides for abbreviation texts, either way.
   EXPECT_EQ(find(nullptr, "SIG", SEARCH_ABBREVIATIONS | SEARCH_CASE_OF_RECORD), V{"Signature"});
-  EXPECT_EQ(find(nullptr, "SIG", SEARCH_ABBREVIATIONS | SEARCH_CASE_OF_RECORD | SEARCH_MATCH_CASE), V{"Signature"});
+  EXPECT_EQ(find(nullptr, "SIG", SEARCH_ABBREVIATIONS | SEARCH_CASE_OF_RECORD | SEARCH_MATCH_CASE),
+            V{"Signature"});
   // ...but not for the other fields.
   EXPECT_EQ(find(nullptr, "école", SEARCH_DESCRIPTION | SEARCH_CASE_OF_RECORD | SEARCH_MATCH_CASE), V{});
+  // Broken UTF-8 is compared byte for byte, its ASCII letters still without regard to case.
+  cat_->description = "Cat\xC3 FOOD\xE2\x82";
+  EXPECT_EQ(find(nullptr, "cat\xC3 food\xE2", SEARCH_DESCRIPTION), V{cat_->description});
+  EXPECT_EQ(find(nullptr, "cat food", SEARCH_DESCRIPTION), V{});
 }
 
 TEST_F(SearchTest, WhichFoldersAndRecords) {
@@ -191,14 +196,14 @@ struct flags_row {
 
 TEST(SearchBoxFlags, FollowThePreferences) {
   const flags_row rows[] = {
-      {{0, 0, 0, 0}, false, 1 | 2 | 4 | 8},
-      {{0, 0, 0, 0}, true, 1 | 2 | 4},
-      {{1, 0, 0, 0}, false, 2 | 4 | 8},
-      {{0, 1, 1, 0}, false, 1 | 8},  // description alone
-      {{1, 1, 1, 0}, false, 1 | 2 | 4 | 8},  // nothing switched on searches everything
-      {{1, 1, 0, 0}, false, 4 | 8},
-      {{0, 0, 0, 1}, false, 1 | 2 | 4 | 8 | 256},
-      {{0, 0, 0, 1}, true, 1 | 2 | 4},
+      {{0, 0, 0, 0}, false, 1 | 2 | 4 | 8},        // the defaults
+      {{0, 0, 0, 0}, true, 1 | 2 | 4},             // an empty box stays in the folder
+      {{1, 0, 0, 0}, false, 2 | 4 | 8},            // no descriptions
+      {{0, 1, 1, 0}, false, 1 | 8},                // descriptions alone
+      {{1, 1, 1, 0}, false, 1 | 2 | 4 | 8},        // nothing switched on searches everything
+      {{1, 1, 0, 0}, false, 4 | 8},                // replacements alone
+      {{0, 0, 0, 1}, false, 1 | 2 | 4 | 8 | 256},  // disabled folders left out
+      {{0, 0, 0, 1}, true, 1 | 2 | 4},             // ...but not by an empty box
   };
   for (const flags_row& r : rows) {
     const search_options& o = r.options;
@@ -209,7 +214,8 @@ TEST(SearchBoxFlags, FollowThePreferences) {
 }
 
 TEST_F(SearchTest, MenuItemsChangeWhatTheBoxSearches) {
-  for (const search_menu_item& item : search_menu_items) EXPECT_EQ(search_menu_item_is_active(item), item.inverted);
+  for (const search_menu_item& item : search_menu_items)
+    EXPECT_EQ(search_menu_item_is_active(item), item.inverted);
   // Unticking "Search _Replacements" and "Search _Quiverextions" leaves the descriptions.
   search_menu_item_set_active(search_menu_items[2], false);
   search_menu_item_set_active(search_menu_items[1], false);
