@@ -2,26 +2,9 @@
 # The library commands of quiverex-cli as a script would use them: exit codes, standard output
 # and the file that normalize writes.
 # Usage: library_commands.sh QUIVEREX-CLI LIBRARY-TEST-DATA-DIR
-set -u
 cli=$1
 data=$2
-tmp=$(mktemp -d)
-trap 'rm -rf "$tmp"' EXIT
-failures=0
-
-fail() {
-  echo "FAIL: $*" >&2
-  failures=$((failures + 1))
-}
-
-# expect_exit CODE COMMAND...: runs the command with output in $tmp/out and $tmp/err.
-expect_exit() {
-  local want=$1
-  shift
-  "$@" >"$tmp/out" 2>"$tmp/err"
-  local got=$?
-  [ "$got" = "$want" ] || fail "exit $got, wanted $want: $* (stderr: $(cat "$tmp/err"))"
-}
+. "$(dirname "$0")/cli_test_lib.sh"
 
 expect_exit 0 "$cli" check "$data/every_kind.tmk"
 grep -q "7 folders, 5 abbreviations" "$tmp/out" || fail "check summary: $(cat "$tmp/out")"
