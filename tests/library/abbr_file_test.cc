@@ -1,12 +1,12 @@
 #include "library/abbr_file.h"
 
+#include <glib.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <csignal>
 #include <filesystem>
 #include <random>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -496,7 +496,8 @@ TEST_F(AbbrFileTest, ImportPutsTheFileBelowTheGivenFolder) {
 // ---- Numbered copies ----
 
 TEST_F(AbbrFileTest, NumberedCopiesNeverOverwriteEachOther) {
-  const std::regex name("abbreviations_backup([0-9]+)[A-Z][a-z]{2}[0-9]{2}_[0-9]{4}_[0-9]{2}_[0-9]{2}_[0-9]{2}\\.tmk");
+  // GRegex rather than <regex>: GCC 12 warns inside std::regex under the sanitizers.
+  const char* name = "^abbreviations_backup[0-9]+[A-Z][a-z]{2}[0-9]{2}_[0-9]{4}_[0-9]{2}_[0-9]{2}_[0-9]{2}\\.tmk$";
   std::vector<std::string> contents = {"first", "second", "third"};
   for (const std::string& c : contents) {
     ASSERT_TRUE(dump_data_to_file(path(ABBR_FILE_NAME), c.data(), c.size()));
@@ -505,7 +506,8 @@ TEST_F(AbbrFileTest, NumberedCopiesNeverOverwriteEachOther) {
   }
   std::vector<std::string> found;
   for (const auto& e : fs::directory_iterator(dir_)) {
-    EXPECT_TRUE(std::regex_match(e.path().filename().string(), name)) << e.path();
+    EXPECT_TRUE(g_regex_match_simple(name, e.path().filename().c_str(), GRegexCompileFlags(0), GRegexMatchFlags(0)))
+        << e.path();
     found.push_back(slurp(e.path().string()));
   }
   std::sort(found.begin(), found.end());
