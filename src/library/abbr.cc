@@ -2,6 +2,8 @@
 #include "library/abbr.h"
 
 #include <cstdio>
+#include <mutex>
+#include <shared_mutex>
 #include <cstdlib>
 
 #include "library/abbr_file.h"
@@ -293,10 +295,25 @@ void abbr_create_sandbox() {
   abbr_folder_list(ABBR_SANDBOX_LIST) = abbr_folder_list_duplicate(abbr_folder_list(ABBR_MAIN_LIST));
 }
 
+static std::shared_mutex g_main_list_lock;
+
+void ABBR_LOCK_MAIN_LIST() { g_main_list_lock.lock_shared(); }
+void ABBR_UNLOCK_MAIN_LIST() { g_main_list_lock.unlock_shared(); }
+
+int abbr_replace_main_list(plist* fresh) {
+  plist* old;
+  {
+    std::unique_lock<std::shared_mutex> hold(g_main_list_lock);
+    old = abbr_folder_list(ABBR_MAIN_LIST);
+    abbr_folder_list(ABBR_MAIN_LIST) = fresh;
+  }
+  int answer = abbr_main_list_changed();
+  plist_free(old);
+  return answer;
+}
+
 int abbr_flush_sandbox_to_main() {
-  abbr_free_folder_list(ABBR_MAIN_LIST);
-  abbr_folder_list(ABBR_MAIN_LIST) = abbr_folder_list_duplicate(abbr_folder_list(ABBR_SANDBOX_LIST));
-  return abbr_main_list_changed();
+  return abbr_replace_main_list(abbr_folder_list_duplicate(abbr_folder_list(ABBR_SANDBOX_LIST)));
 }
 
 // ---- Lookup ----

@@ -3,9 +3,10 @@
 //
 // Threads: everything here runs on the UI thread, except that the hook and replacement
 // threads read the main list (folder list 0) between ABBR_LOCK_MAIN_LIST() and
-// ABBR_UNLOCK_MAIN_LIST(). Those calls are deliberately empty: the UI thread replaces the main
-// list only through a hand-over that the hook thread acknowledges between two hook calls, so
-// readers never see a list being freed.
+// ABBR_UNLOCK_MAIN_LIST(). The UI thread never changes the main list in place while those
+// threads run: it builds a new list, swaps the pointer under the lock, hands the new list to
+// the hook thread and frees the old one only after the hook thread has acknowledged it, since
+// the hook thread keeps an index into the list between two hook calls.
 #pragma once
 
 #include <cstdint>
@@ -219,8 +220,14 @@ void abbr_set_main_list_handover(abbr_main_list_handover_func func);
 // Runs the installed hand-over (the loader calls this after replacing the main list).
 int abbr_main_list_changed();
 
-inline void ABBR_LOCK_MAIN_LIST() {}
-inline void ABBR_UNLOCK_MAIN_LIST() {}
+// Replaces the main list by `fresh` (owned by the library from now on): swaps it in under the
+// lock, runs the hand-over, and only then frees the old list. Returns the hand-over's answer.
+int abbr_replace_main_list(plist* fresh);
+
+// Readers on other threads hold this shared lock while they walk the main list. Uncontended
+// except for the pointer swap above, which holds it exclusively for a moment.
+void ABBR_LOCK_MAIN_LIST();
+void ABBR_UNLOCK_MAIN_LIST();
 
 // ---- Lookup ----
 // Depth first, folder before its children. Either output may be nullptr; the lists hold

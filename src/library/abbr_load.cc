@@ -260,6 +260,11 @@ struct load_state {
   std::vector<open_kind> open;        // which of the two stacks each open record is on
   abbrtime now{};                     // the time of loading, for records without times
   bool root_seen = false;
+  // Loading the main list builds a private list and swaps it in at the end, so the hook thread
+  // never sees a half-built library. `replaces`: the root was seen and `built` is the whole new
+  // list; otherwise `built` holds folders to add to the current one.
+  plist* built = nullptr;
+  bool replaces = false;
   std::string te_text;               // the TextExpander element being collected
   std::string te_errors;             // what the TextExpander reader reported, one per line
 };
@@ -353,9 +358,10 @@ void XMLCALL start_element(void* data, const char* name, const char** attribs) {
     abbr_folder* f;
     if (st->main_list) {
       // The root's own attributes describe the top folder, which is always built afresh.
-      abbr_free_folder_list(ABBR_MAIN_LIST);
+      plist_free(st->built);
       f = abbr_create_absolute_parent_folder();
-      abbr_insert_folder_in_list(ABBR_MAIN_LIST, f, -1);
+      st->built = plist_append(nullptr, f, abbr_folder_free);
+      st->replaces = true;
     } else {
       f = abbr_create_folder_from_attribs_at(attribs, st->now);
       if (parent) {
@@ -375,7 +381,7 @@ void XMLCALL start_element(void* data, const char* name, const char** attribs) {
       f->parent = parent->folder;
       append_after(parent->folder->subfolders, parent->last_subfolder, f, abbr_folder_free);
     } else {
-      abbr_add_subfolder_to_folder(ABBR_MAIN_LIST, nullptr, f);
+      st->built = plist_append(st->built, f, abbr_folder_free);
     }
     st->folders.push_back(frame_for(f));
     st->open.push_back(OPEN_FOLDER);
@@ -481,10 +487,20 @@ parse_result parse(std::string_view buf, load_state& st, abbr_folder* base) {
 const char k_contact_soon[] = " and we'll do our best to help as soon as possible!";
 
 // Whatever happened, list 0 ends with a top folder and the hook thread learns of the new list.
-void finish_main_list() {
-  if (!abbr_folder_list(ABBR_MAIN_LIST))
-    abbr_insert_folder_in_list(ABBR_MAIN_LIST, abbr_create_absolute_parent_folder(), -1);
-  abbr_main_list_changed();
+// `st` (nullable) holds what the parser built.
+void finish_main_list(load_state* st) {
+  plist* fresh = nullptr;
+  if (st && st->replaces) {
+    fresh = st->built;
+  } else if (st && st->built) {
+    fresh = plist_append_plist(abbr_folder_list_duplicate(abbr_folder_list(ABBR_MAIN_LIST)), st->built);
+  } else if (abbr_folder_list(ABBR_MAIN_LIST)) {
+    abbr_main_list_changed();
+    return;
+  }
+  if (st) st->built = nullptr;
+  if (!fresh) fresh = plist_append(nullptr, abbr_create_absolute_parent_folder(), abbr_folder_free);
+  abbr_replace_main_list(fresh);
 }
 
 }  // namespace
@@ -508,7 +524,7 @@ bool abbr_load_main_list_from_buffer(std::string_view raw, const std::string& pa
                           "Please let us know you received this error message: " QX_SUPPORT_EMAIL,
                           r.te_errors.c_str()));
   }
-  finish_main_list();
+  finish_main_list(&st);
   return ok;
 }
 
@@ -541,7 +557,7 @@ bool abbr_load_main_list_from_file(const std::string& path) {
     break;
   }
   if (!stream) {
-    finish_main_list();
+    finish_main_list(nullptr);
     return false;
   }
   char* raw = nullptr;
@@ -556,7 +572,7 @@ bool abbr_load_main_list_from_file(const std::string& path) {
                           "your system and trying again. If that doesn't work, consider restoring a backup using "
                           "the Backup Manager. You may also contact us at " QX_SUPPORT_EMAIL "%s",
                           path.c_str(), strerror(err), k_contact_soon));
-    finish_main_list();
+    finish_main_list(nullptr);
     return false;
   }
   bool ok = abbr_load_main_list_from_buffer(std::string_view(raw, len), path);

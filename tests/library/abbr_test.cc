@@ -302,3 +302,26 @@ TEST(Htmlize, EscapingTableInOrder) {
 }
 
 }  // namespace
+
+namespace {
+
+// The hook thread keeps pointers into the main list until it has acknowledged a new one: the
+// old list must still be alive during the hand-over, and the new one already in place.
+const abbr_folder* g_old_top;
+std::string g_seen_during_handover;
+
+TEST_F(LibraryTest, OldMainListOutlivesTheHandOver) {
+  folder(top_, "Work");
+  abbr_create_sandbox();
+  abbr_get_absolute_parent_folder(ABBR_SANDBOX_LIST)->name = "Renamed";
+  g_old_top = top_;
+  g_seen_during_handover.clear();
+  abbr_set_main_list_handover([]() {
+    g_seen_during_handover = g_old_top->name + "->" + abbr_get_absolute_parent_folder(ABBR_MAIN_LIST)->name;
+    return 1;
+  });
+  EXPECT_EQ(abbr_flush_sandbox_to_main(), 1);
+  EXPECT_EQ(g_seen_during_handover, "Everything->Renamed");
+}
+
+}  // namespace
