@@ -59,7 +59,9 @@ std::string get_property(Display* d, Window w, Atom prop, Atom type) {
       !data)
     return "";
   std::string out;
-  if (actual != None) out.assign(reinterpret_cast<char*>(data), n * (format / 8));
+  // Xlib hands 32-bit items as longs.
+  size_t unit = format == 32 ? sizeof(long) : format / 8;
+  if (actual != None) out.assign(reinterpret_cast<char*>(data), n * unit);
   XFree(data);
   return out;
 }
@@ -125,17 +127,6 @@ std::unique_ptr<x11_platform> x11_platform::open(const char* display_name) {
   {
     std::lock_guard<std::recursive_mutex> g(p->q_lock_);
     p->refresh_keymap_locked();
-    // Keycodes the keymap leaves empty are ours to lend.
-    int min_kc, max_kc, per = 0;
-    XDisplayKeycodes(d, &min_kc, &max_kc);
-    KeySym* syms = XGetKeyboardMapping(d, min_kc, max_kc - min_kc + 1, &per);
-    for (int kc = min_kc; syms && kc <= max_kc; ++kc) {
-      bool empty = true;
-      for (int i = 0; i < per; ++i)
-        if (syms[(kc - min_kc) * per + i] != NoSymbol) empty = false;
-      if (empty) p->spares_.push_back(spare_key{static_cast<uint32_t>(kc)});
-    }
-    if (syms) XFree(syms);
   }
   p->clipboard_ = x11_clipboard::start(display_name);
   p->hotkeys_ = std::make_unique<x11_hotkeys>(display_name);
@@ -159,7 +150,35 @@ x11_platform::~x11_platform() {
 
 // ---- Keymap ----
 
+// Keycodes the keymap leaves empty are ours to lend. A new keymap (setxkbmap) empties the
+// ones we had mapped, so the list is rebuilt with every keymap; a spare that still holds what
+// we put there keeps it.
+void x11_platform::rescan_spares_locked() {
+  std::vector<spare_key> old;
+  old.swap(spares_);
+  int min_kc, max_kc, per = 0;
+  XDisplayKeycodes(q_, &min_kc, &max_kc);
+  KeySym* syms = XGetKeyboardMapping(q_, min_kc, max_kc - min_kc + 1, &per);
+  for (int kc = min_kc; syms && kc <= max_kc; ++kc) {
+    KeySym first = syms[(kc - min_kc) * per];
+    bool empty = true;
+    for (int i = 0; i < per; ++i)
+      if (syms[(kc - min_kc) * per + i] != NoSymbol) empty = false;
+    spare_key s{static_cast<uint32_t>(kc)};
+    bool was_ours = false;
+    for (const spare_key& o : old) {
+      if (o.keycode != s.keycode) continue;
+      s.last_use_us = o.last_use_us;
+      was_ours = o.keysym && o.keysym == first;
+      if (was_ours) s.keysym = o.keysym;
+    }
+    if (empty || was_ours) spares_.push_back(s);
+  }
+  if (syms) XFree(syms);
+}
+
 void x11_platform::refresh_keymap_locked() {
+  rescan_spares_locked();
   // xkbcommon reads the keymap over XCB; a short-lived connection keeps Xlib's out of it.
   xcb_connection_t* c = xcb_connect(DisplayString(q_), nullptr);
   xkb_keymap* km = nullptr;
@@ -276,8 +295,10 @@ bool x11_platform::open_hook_connection() {
   if (hook_dpy_) return hook_tid_ == plat_queue_thread_id();
   Display* d = XOpenDisplay(DisplayString(q_));
   if (!d) return false;
-  int ev, err;
-  if (!XQueryExtension(d, "XInputExtension", &xi_opcode_, &ev, &err)) {
+  int ev, err, major = 2, minor = 2;
+  // Raw events reach the root window without a grab only for clients that announce 2.1+.
+  if (!XQueryExtension(d, "XInputExtension", &xi_opcode_, &ev, &err) ||
+      XIQueryVersion(d, &major, &minor) != Success) {
     XCloseDisplay(d);
     return false;
   }
@@ -316,7 +337,20 @@ bool x11_platform::install_keyboard_hook(plat_key_hook fn, void* user) {
 bool x11_platform::uninstall_keyboard_hook() {
   std::lock_guard<std::mutex> g(hook_lock_);
   kb_hook_ = nullptr;
+  close_hook_connection_if_unused();
   return true;
+}
+
+// With both hooks gone the connection closes, so another thread may install them next.
+void x11_platform::close_hook_connection_if_unused() {
+  if (kb_hook_ || mouse_hook_ || !hook_dpy_ || hook_tid_ != plat_queue_thread_id()) return;
+  tracking_ = false;
+  XCloseDisplay(hook_dpy_);
+  hook_dpy_ = nullptr;
+  hook_tid_ = 0;
+  for (auto& t : tracked_) t = 0;
+  std::lock_guard<std::mutex> g(injected_lock_);
+  injected_.clear();
 }
 
 bool x11_platform::install_mouse_hook(plat_mouse_hook fn, void* user) {
@@ -331,6 +365,7 @@ bool x11_platform::install_mouse_hook(plat_mouse_hook fn, void* user) {
 bool x11_platform::uninstall_mouse_hook() {
   std::lock_guard<std::mutex> g(hook_lock_);
   mouse_hook_ = nullptr;
+  close_hook_connection_if_unused();
   return true;
 }
 

@@ -96,6 +96,7 @@ class x11_platform : public platform {
 
   // All with q_lock_ held.
   void refresh_keymap_locked();
+  void rescan_spares_locked();
   void check_keymap_events_locked();
   uint32_t keycode_for_vk_locked(uint32_t vk, bool extended);
   void fake_key_locked(uint32_t keycode, bool down);
@@ -105,6 +106,7 @@ class x11_platform : public platform {
 
   // Hook thread only.
   bool open_hook_connection();
+  void close_hook_connection_if_unused();  // with hook_lock_ held
   void process_hook_events();
   void handle_raw_key(uint32_t keycode, bool down, uint32_t time);
 
