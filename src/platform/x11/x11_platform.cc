@@ -198,6 +198,7 @@ void x11_platform::refresh_keymap_locked() {
   else
     tr_ = std::make_unique<x11_translator>(km);
   xkb_keymap_unref(km);
+  key_scan_cache_.clear();
   // The layout and variant names: the fourth and third strings of the rules-names property.
   std::string names = get_property(q_, DefaultRootWindow(q_),
                                    XInternAtom(q_, "_XKB_RULES_NAMES", False), XA_STRING);
@@ -563,12 +564,17 @@ int16_t x11_platform::vk_key_scan(char32_t ch, plat_layout layout) {
   check_keymap_events_locked();
   if (!tr_) return -1;
   unsigned group = layout ? static_cast<unsigned>(layout - 1) : current_group_locked();
+  // The typing engine asks once per character; searching the keymap costs far more than
+  // the injection itself.
+  auto cached = key_scan_cache_.find({group, ch});
+  if (cached != key_scan_cache_.end()) return cached->second;
   uint32_t keycode = 0;
   int shift = 0;
-  if (!tr_->find_char(ch, group, &keycode, &shift)) return -1;
-  uint32_t vk = vk_of_keycode_[keycode];
-  if (!vk) return -1;
-  return static_cast<int16_t>((shift << 8) | vk);
+  int16_t result = -1;
+  if (tr_->find_char(ch, group, &keycode, &shift) && vk_of_keycode_[keycode])
+    result = static_cast<int16_t>((shift << 8) | vk_of_keycode_[keycode]);
+  key_scan_cache_[{group, ch}] = result;
+  return result;
 }
 
 uint32_t x11_platform::map_virtual_key(uint32_t code, unsigned map_type, plat_layout) {

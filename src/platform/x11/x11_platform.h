@@ -119,6 +119,7 @@ class x11_platform : public platform {
   uint32_t vk_of_keycode_[256] = {};  // with Num Lock on
   uint32_t vk_of_keycode_nonum_[256] = {};
   std::vector<spare_key> spares_;
+  std::map<std::pair<unsigned, char32_t>, int16_t> key_scan_cache_;  // (group, char) -> result
   char32_t pending_high_surrogate_ = 0;
 
   // Our own XTest key events, oldest first, so the hook can mark them injected.
