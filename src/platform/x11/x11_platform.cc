@@ -88,13 +88,6 @@ Window client_window(Display* d, Window w) {
   return w;
 }
 
-uint32_t generic_to_specific(uint32_t vk, bool extended) {
-  if (vk == VK_SHIFT) return extended ? VK_RSHIFT : VK_LSHIFT;
-  if (vk == VK_CONTROL) return extended ? VK_RCONTROL : VK_LCONTROL;
-  if (vk == VK_MENU) return extended ? VK_RMENU : VK_LMENU;
-  return vk;
-}
-
 }  // namespace
 
 int x11_take_error(Display* d) {
@@ -260,15 +253,7 @@ unsigned x11_platform::capabilities() {
   return PLAT_CAP_COMPOSES_DEAD_KEYS | PLAT_CAP_PRIMARY_SELECTION;
 }
 
-plat_thread_id x11_platform::current_thread_id() {
-  plat_queue_create();
-  return plat_queue_thread_id();
-}
 
-bool x11_platform::post_thread_message(plat_thread_id tid, uint32_t msg, uintptr_t wparam,
-                                       intptr_t lparam) {
-  return plat_queue_post(tid, msg, wparam, lparam);
-}
 
 int x11_platform::get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) {
   plat_queue_create();
@@ -589,12 +574,7 @@ uint32_t x11_platform::map_virtual_key(uint32_t code, unsigned map_type, plat_la
     case MAPVK_VSC_TO_VK_EX: {
       uint32_t kc = x11_scan_to_keycode(code & 0xFF, (code & 0xFF00) == 0xE000);
       uint32_t vk = kc ? vk_of_keycode_[kc] : 0;
-      if (map_type == MAPVK_VSC_TO_VK) {
-        if (vk == VK_LSHIFT || vk == VK_RSHIFT) return VK_SHIFT;
-        if (vk == VK_LCONTROL || vk == VK_RCONTROL) return VK_CONTROL;
-        if (vk == VK_LMENU || vk == VK_RMENU) return VK_MENU;
-      }
-      return vk;
+      return map_type == MAPVK_VSC_TO_VK ? plat_generic_vk(vk) : vk;
     }
     case MAPVK_VK_TO_CHAR: {
       uint32_t kc = keycode_for_vk_locked(code, false);
@@ -615,7 +595,7 @@ uint32_t x11_platform::map_virtual_key(uint32_t code, unsigned map_type, plat_la
 // ---- Injection ----
 
 uint32_t x11_platform::keycode_for_vk_locked(uint32_t vk, bool extended) {
-  vk = generic_to_specific(vk, extended);
+  vk = plat_sided_vk(vk, extended);
   for (uint32_t kc = 8; kc < 256; ++kc)
     if (vk_of_keycode_[kc] == vk) return kc;
   for (uint32_t kc = 8; kc < 256; ++kc)

@@ -21,13 +21,14 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "platform/thread_queue.h"
 
 typedef struct _XDisplay Display;
 class x11_translator;
 class x11_clipboard;
 class x11_hotkeys;
 
-class x11_platform : public platform {
+class x11_platform : public plat_queued_platform {
  public:
   // Connects to the display (null: $DISPLAY); null when that fails or XInputExtension 2, XTEST
   // or XKEYBOARD is missing. Call before any other Xlib or GTK use in the process, because it
@@ -36,9 +37,6 @@ class x11_platform : public platform {
   ~x11_platform() override;
 
   unsigned capabilities() override;
-  plat_thread_id current_thread_id() override;
-  bool post_thread_message(plat_thread_id tid, uint32_t msg, uintptr_t wparam,
-                           intptr_t lparam) override;
   int get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) override;
   void raise_thread_priority() override;
   bool install_keyboard_hook(plat_key_hook fn, void* user) override;
