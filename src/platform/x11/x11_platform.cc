@@ -356,8 +356,7 @@ bool x11_platform::uninstall_mouse_hook() {
 }
 
 void x11_platform::process_hook_events() {
-  int xkb_ev = 0, xkb_err, op, maj = XkbMajorVersion, min = XkbMinorVersion;
-  XkbQueryExtension(hook_dpy_, &op, &xkb_ev, &xkb_err, &maj, &min);
+  int xkb_ev = xkb_event_base_;  // the same on every connection to the server
   while (XPending(hook_dpy_)) {
     XEvent e;
     XNextEvent(hook_dpy_, &e);

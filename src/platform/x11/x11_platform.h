@@ -4,7 +4,8 @@
 // window plus XKB state events, read from inside get_message); one shared connection, under a
 // lock, serves queries and XTest injection from any thread; the clipboard runs a thread with a
 // connection of its own, because selection requests must be answered while other threads
-// wait; hotkeys use a connection watched by the registering thread's GLib main loop.
+// wait; hotkeys use a connection watched by the default GLib main context (the UI thread's
+// main loop).
 //
 // The backend cannot swallow keys: raw events are copies, the application always gets the
 // key. Dead keys are composed here with the locale's compose table.
