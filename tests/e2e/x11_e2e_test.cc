@@ -298,9 +298,11 @@ TEST_F(X11EndToEnd, ForegroundWindowClassAndTitle) {
 TEST_F(X11EndToEnd, ClipboardBackupKeepsAnImage) {
   x_session& s = *g_session;
   std::string png = s.dir() + "/dot.png";
-  s.run({"convert", "-size", "4x4", "xc:red", png});
+  // Noise does not compress: the image is larger than one X request, so both the copy and the
+  // restore go through incremental transfers.
+  s.run({"convert", "-size", "400x400", "xc:", "+noise", "Random", png});
   std::string original = read_file(png);
-  ASSERT_FALSE(original.empty());
+  ASSERT_GT(original.size(), 300000u);
   s.spawn({"xclip", "-selection", "clipboard", "-t", "image/png", "-i", png});
   std::unique_ptr<plat_clipboard_backup> backup;
   for (int i = 0; i < 100 && !backup; ++i) {
