@@ -216,6 +216,11 @@ void x11_platform::refresh_keymap_locked() {
 // Picks up layout changes (setxkbmap, a new keyboard) seen on the shared connection. Our own
 // remapping of spare keycodes changes nothing we translate, so it is skipped.
 void x11_platform::check_keymap_events_locked() {
+  // Typing asks before every character; a layout change is seen within a few milliseconds
+  // anyway, so the connection is read at most every 5 ms.
+  int64_t now = now_us();
+  if (now - last_keymap_check_us_ < 5000) return;
+  last_keymap_check_us_ = now;
   bool changed = false;
   while (XPending(q_)) {
     XEvent e;

@@ -118,6 +118,7 @@ class x11_platform : public plat_queued_platform {
   uint32_t vk_of_keycode_[256] = {};  // with Num Lock on
   uint32_t vk_of_keycode_nonum_[256] = {};
   std::vector<spare_key> spares_;
+  int64_t last_keymap_check_us_ = 0;
   std::map<std::pair<unsigned, char32_t>, int16_t> key_scan_cache_;  // (group, char) -> result
   char32_t pending_high_surrogate_ = 0;
 
