@@ -128,8 +128,9 @@ class x11_platform : public plat_queued_platform {
 
   // Hook thread state.
   std::mutex hook_lock_;  // guards the callback pointers
-  Display* hook_dpy_ = nullptr;
-  plat_thread_id hook_tid_ = 0;
+  // Written by the hook thread, read by every thread's get_message.
+  std::atomic<Display*> hook_dpy_{nullptr};
+  std::atomic<plat_thread_id> hook_tid_{0};
   int xi_opcode_ = 0;
   plat_key_hook kb_hook_ = nullptr;
   void* kb_user_ = nullptr;
