@@ -11,10 +11,9 @@
 static int cli_prefs(const std::vector<std::string>& args) {
   std::optional<std::string> config_dir;
   for (size_t i = 0; i < args.size(); i++) {
-    if (args[i] == "--config-dir" && i + 1 < args.size())
-      config_dir = args[++i];
-    else
-      return cli_usage_error("prefs: unexpected argument '" + args[i] + "'");
+    if (args[i] != "--config-dir") return cli_usage_error("prefs: unexpected argument '" + args[i] + "'");
+    if (i + 1 == args.size()) return cli_usage_error("prefs: --config-dir needs a folder");
+    config_dir = args[++i];
   }
   const char* argv[] = {"quiverex-cli"};
   gvar_set_all(1, argv);

@@ -207,20 +207,9 @@ std::string settings_format(const setting* list) {
   return out;
 }
 
-setting* __settings_load_from_file_lst_given(const char* path, setting* list,
-                                             std::optional<std::string>* error_out, time_t* mtime_out) {
-  if (mtime_out) {
-    struct stat st;
-    *mtime_out = stat(path, &st) == 0 ? st.st_mtime : 0;
-  }
-  std::optional<std::string> data = read_file_to_string(path);
-  if (!data) {
-    if (error_out) *error_out = SETTINGS_ERR_CANNOT_OPEN;
-    return list;
-  }
-  const std::string& buf = *data;
+setting* settings_parse(const std::string& buf, setting* list, std::optional<std::string>* error_out) {
   size_t pos = 0;
-  // Hands out the next physical line, its line feed included; false at the end of the file.
+  // Hands out the next physical line, its line feed included; false at the end of the text.
   auto next_line = [&](const char** start, size_t* len) {
     if (pos >= buf.size()) return false;
     size_t nl = buf.find('\n', pos);
@@ -237,6 +226,7 @@ setting* __settings_load_from_file_lst_given(const char* path, setting* list,
     size_t blank = 0;
     while (blank < len && is_space(line[blank])) blank++;
     if (blank == len) continue;
+    // A value may span lines: gather lines until the entry holds its four quotes.
     entry.assign(line, len);
     quote_counter quotes;
     quotes.feed(line, len);
@@ -258,6 +248,20 @@ setting* __settings_load_from_file_lst_given(const char* path, setting* list,
     list = __setting_set(list, name.c_str(), value.c_str());
   }
   return list;
+}
+
+setting* __settings_load_from_file_lst_given(const char* path, setting* list,
+                                             std::optional<std::string>* error_out, time_t* mtime_out) {
+  if (mtime_out) {
+    struct stat st;
+    *mtime_out = stat(path, &st) == 0 ? st.st_mtime : 0;
+  }
+  std::optional<std::string> data = read_file_to_string(path);
+  if (!data) {
+    if (error_out) *error_out = SETTINGS_ERR_CANNOT_OPEN;
+    return list;
+  }
+  return settings_parse(*data, list, error_out);
 }
 
 setting* __settings_load_from_file(const char* path, std::optional<std::string>* error_out) {

@@ -75,6 +75,9 @@ int __settings_dump_to_file(const setting* list, const char* path);
 // 1 when an error is present and is not the cannot-open text (the file existed but was bad).
 int __setting_get_file_existed_from_err_msg(const std::optional<std::string>& error);
 
+// The reader on text already in memory: the entries are set into `list`; invalid text frees
+// `list` and gives nullptr with SETTINGS_ERR_INVALID.
+setting* settings_parse(const std::string& text, setting* list, std::optional<std::string>* error_out);
 // The list in file format, one entry per line: what the file would hold.
 std::string settings_format(const setting* list);
 // The file format's escaping of a name or value, and its exact inverse.
