@@ -96,6 +96,7 @@ class x11_platform : public platform {
 
   // All with q_lock_ held.
   void refresh_keymap_locked();
+  void rescan_spares_locked();
   void check_keymap_events_locked();
   uint32_t keycode_for_vk_locked(uint32_t vk, bool extended);
   void fake_key_locked(uint32_t keycode, bool down);
@@ -105,6 +106,7 @@ class x11_platform : public platform {
 
   // Hook thread only.
   bool open_hook_connection();
+  void close_hook_connection_if_unused();  // with hook_lock_ held
   void process_hook_events();
   void handle_raw_key(uint32_t keycode, bool down, uint32_t time);
 
@@ -117,6 +119,7 @@ class x11_platform : public platform {
   uint32_t vk_of_keycode_[256] = {};  // with Num Lock on
   uint32_t vk_of_keycode_nonum_[256] = {};
   std::vector<spare_key> spares_;
+  std::map<std::pair<unsigned, char32_t>, int16_t> key_scan_cache_;  // (group, char) -> result
   char32_t pending_high_surrogate_ = 0;
 
   // Our own XTest key events, oldest first, so the hook can mark them injected.
