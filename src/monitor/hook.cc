@@ -18,7 +18,7 @@
 #include "monitor/mon_internal.h"
 #include "settings/settings.h"
 
-uint32_t vk_ignore_next = 0;
+std::deque<uint32_t> vk_ignore_next;
 uint32_t pending_dead_vk = 0, pending_dead_sc = 0;
 uint32_t pending_shift_vk = 0, pending_shift_sc = 0;
 int shift_pressed_first = 0;
@@ -78,7 +78,7 @@ void replay_dead_key(const plat_key_event& ev, bool completed_trigger_match) {
   bool shift_pressed = false;
   if (shift_pressed_first == 1 && pending_shift_vk && !async_down(pending_shift_vk)) {
     uint32_t sc = scan_or_map(pending_shift_vk, pending_shift_sc);
-    vk_ignore_next = pending_shift_vk;
+    vk_ignore_next.push_back(pending_shift_vk);
     p->send_key(pending_shift_vk, sc, 0);
     g_didwutshift = pending_shift_vk;
     g_didwutshiftsc = sc;
@@ -86,14 +86,14 @@ void replay_dead_key(const plat_key_event& ev, bool completed_trigger_match) {
   }
   if (dvk == ev.vk) p->send_key(dvk, dsc, KEYEVENTF_EXTENDEDKEY | KEYEVENTF_KEYUP);
   if (pending_used_altgr) {
-    vk_ignore_next = VK_RMENU;
+    vk_ignore_next.push_back(VK_RMENU);
     p->send_key(VK_RMENU, 0x38, KEYEVENTF_EXTENDEDKEY);
   }
-  vk_ignore_next = dvk;
+  vk_ignore_next.push_back(dvk);
   p->send_key(dvk, dsc, KEYEVENTF_EXTENDEDKEY);
   if (shift_pressed_first == 0 && pending_shift_vk && !async_down(pending_shift_vk)) {
     uint32_t sc = scan_or_map(pending_shift_vk, pending_shift_sc);
-    vk_ignore_next = pending_shift_vk;
+    vk_ignore_next.push_back(pending_shift_vk);
     p->send_key(pending_shift_vk, sc, 0);
     g_didwutshift = pending_shift_vk;
     g_didwutshiftsc = sc;
@@ -109,14 +109,15 @@ void replay_dead_key(const plat_key_event& ev, bool completed_trigger_match) {
   }
   // After a trigger-key or word-end match the hook is temp-disabled, so the replayed key passes
   // anyway; otherwise its character is already in the key buffer and must not be added twice.
-  if (!completed_trigger_match) vk_ignore_next = ev.vk;
+  if (!completed_trigger_match) vk_ignore_next.push_back(ev.vk);
   uint32_t sc = scan_or_map(ev.vk, ev.scan);
   p->send_key(ev.vk, sc, 0);
   p->send_key(ev.vk, sc, KEYEVENTF_KEYUP);
-  if (shift_pressed_first == 0 && shift_pressed) {
+  if (shift_pressed_first == 0 && shift_pressed)
     p->send_key(pending_shift_vk, scan_or_map(pending_shift_vk, pending_shift_sc), KEYEVENTF_KEYUP);
-    pending_shift_vk = pending_shift_sc = 0;
-  }
+  // The Shift belonged to this dead key only. Left set, it would shift the next dead key's
+  // character although the user no longer holds Shift.
+  pending_shift_vk = pending_shift_sc = 0;
 }
 
 // Builds the record for a typed match and hands it to the replacement thread.
@@ -197,7 +198,8 @@ void mon_expand_abbrev_from_menu(abbr_abbrev* a) {
 }
 
 void mon_reset_hook_state() {
-  vk_ignore_next = pending_dead_vk = pending_dead_sc = pending_shift_vk = pending_shift_sc = 0;
+  vk_ignore_next.clear();
+  pending_dead_vk = pending_dead_sc = pending_shift_vk = pending_shift_sc = 0;
   shift_pressed_first = pending_used_altgr = g_dead_key_used = 0;
   alt_state = ctrl_state = 0;
   tab_was_pressed_while_alt_pressed = 0;
@@ -257,8 +259,8 @@ plat_verdict keyboard_hook(const plat_key_event& ev) {
     if (!down && is_shift(vk) && shift_pressed_first != 1) pending_shift_vk = pending_shift_sc = 0;
   }
 
-  if (vk_ignore_next && vk_ignore_next == vk && down) {
-    vk_ignore_next = 0;
+  if (down && !vk_ignore_next.empty() && vk_ignore_next.front() == vk) {
+    vk_ignore_next.pop_front();
     return PLAT_PASS;
   }
 
