@@ -69,6 +69,15 @@ plat_verdict ii_continue_key() {
   return PLAT_SWALLOW;
 }
 
+// Presses the dead key's Shift on the user's behalf and remembers that we did.
+void press_pending_shift() {
+  uint32_t sc = scan_or_map(pending_shift_vk, pending_shift_sc);
+  vk_ignore_next.push_back(pending_shift_vk);
+  plat()->send_key(pending_shift_vk, sc, 0);
+  g_didwutshift = pending_shift_vk;
+  g_didwutshiftsc = sc;
+}
+
 // Replays a dead key that was held back, followed by the present key, so that the application
 // composes the character itself. vk_ignore_next lets our own events through the hook.
 void replay_dead_key(const plat_key_event& ev, bool completed_trigger_match) {
@@ -77,11 +86,7 @@ void replay_dead_key(const plat_key_event& ev, bool completed_trigger_match) {
   pending_dead_vk = 0;
   bool shift_pressed = false;
   if (shift_pressed_first == 1 && pending_shift_vk && !async_down(pending_shift_vk)) {
-    uint32_t sc = scan_or_map(pending_shift_vk, pending_shift_sc);
-    vk_ignore_next.push_back(pending_shift_vk);
-    p->send_key(pending_shift_vk, sc, 0);
-    g_didwutshift = pending_shift_vk;
-    g_didwutshiftsc = sc;
+    press_pending_shift();
     shift_pressed = true;
   }
   if (dvk == ev.vk) p->send_key(dvk, dsc, KEYEVENTF_EXTENDEDKEY | KEYEVENTF_KEYUP);
@@ -92,11 +97,7 @@ void replay_dead_key(const plat_key_event& ev, bool completed_trigger_match) {
   vk_ignore_next.push_back(dvk);
   p->send_key(dvk, dsc, KEYEVENTF_EXTENDEDKEY);
   if (shift_pressed_first == 0 && pending_shift_vk && !async_down(pending_shift_vk)) {
-    uint32_t sc = scan_or_map(pending_shift_vk, pending_shift_sc);
-    vk_ignore_next.push_back(pending_shift_vk);
-    p->send_key(pending_shift_vk, sc, 0);
-    g_didwutshift = pending_shift_vk;
-    g_didwutshiftsc = sc;
+    press_pending_shift();
     shift_pressed = true;
   } else if (shift_pressed_first == 1 && shift_pressed) {
     p->send_key(pending_shift_vk, scan_or_map(pending_shift_vk, pending_shift_sc), KEYEVENTF_KEYUP);
