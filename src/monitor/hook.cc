@@ -69,10 +69,17 @@ plat_verdict ii_continue_key() {
   return PLAT_SWALLOW;
 }
 
+// Lets the next key-down of `vk` pass untouched: it is one we inject. After a match the hook
+// is temp-disabled until the replacement ends, so everything we inject passes anyway and an
+// entry would only be left behind to swallow one of the user's later keys.
+void ignore_next(uint32_t vk, bool matched) {
+  if (!matched && vk_ignore_next.size() < 16) vk_ignore_next.push_back(vk);
+}
+
 // Presses the dead key's Shift on the user's behalf and remembers that we did.
-void press_pending_shift() {
+void press_pending_shift(bool matched) {
   uint32_t sc = scan_or_map(pending_shift_vk, pending_shift_sc);
-  vk_ignore_next.push_back(pending_shift_vk);
+  ignore_next(pending_shift_vk, matched);
   plat()->send_key(pending_shift_vk, sc, 0);
   g_didwutshift = pending_shift_vk;
   g_didwutshiftsc = sc;
@@ -80,24 +87,24 @@ void press_pending_shift() {
 
 // Replays a dead key that was held back, followed by the present key, so that the application
 // composes the character itself. vk_ignore_next lets our own events through the hook.
-void replay_dead_key(const plat_key_event& ev, bool completed_trigger_match) {
+void replay_dead_key(const plat_key_event& ev, bool matched) {
   platform* p = plat();
   uint32_t dvk = pending_dead_vk, dsc = pending_dead_sc;
   pending_dead_vk = 0;
   bool shift_pressed = false;
   if (shift_pressed_first == 1 && pending_shift_vk && !async_down(pending_shift_vk)) {
-    press_pending_shift();
+    press_pending_shift(matched);
     shift_pressed = true;
   }
   if (dvk == ev.vk) p->send_key(dvk, dsc, KEYEVENTF_EXTENDEDKEY | KEYEVENTF_KEYUP);
   if (pending_used_altgr) {
-    vk_ignore_next.push_back(VK_RMENU);
+    ignore_next(VK_RMENU, matched);
     p->send_key(VK_RMENU, 0x38, KEYEVENTF_EXTENDEDKEY);
   }
-  vk_ignore_next.push_back(dvk);
+  ignore_next(dvk, matched);
   p->send_key(dvk, dsc, KEYEVENTF_EXTENDEDKEY);
   if (shift_pressed_first == 0 && pending_shift_vk && !async_down(pending_shift_vk)) {
-    press_pending_shift();
+    press_pending_shift(matched);
     shift_pressed = true;
   } else if (shift_pressed_first == 1 && shift_pressed) {
     p->send_key(pending_shift_vk, scan_or_map(pending_shift_vk, pending_shift_sc), KEYEVENTF_KEYUP);
@@ -108,9 +115,8 @@ void replay_dead_key(const plat_key_event& ev, bool completed_trigger_match) {
     pending_used_altgr = 0;
     p->send_key(VK_RMENU, 0x38, KEYEVENTF_EXTENDEDKEY | KEYEVENTF_KEYUP);
   }
-  // After a trigger-key or word-end match the hook is temp-disabled, so the replayed key passes
-  // anyway; otherwise its character is already in the key buffer and must not be added twice.
-  if (!completed_trigger_match) vk_ignore_next.push_back(ev.vk);
+  // Its character is already in the key buffer and must not be added twice.
+  ignore_next(ev.vk, matched);
   uint32_t sc = scan_or_map(ev.vk, ev.scan);
   p->send_key(ev.vk, sc, 0);
   p->send_key(ev.vk, sc, KEYEVENTF_KEYUP);
@@ -423,7 +429,7 @@ plat_verdict keyboard_hook(const plat_key_event& ev) {
   }
 
   if (dead_pending_at_key && holds_dead_keys) {
-    replay_dead_key(ev, r == 9);
+    replay_dead_key(ev, (r & 1) != 0);
     ABBR_UNLOCK_MAIN_LIST();
     return PLAT_SWALLOW;
   }
