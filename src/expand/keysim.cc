@@ -408,6 +408,9 @@ int keysim_simutype_text(const std::string& text, plat_window target, int* curso
     typed_any = true;
 
     int16_t code = wm_char ? -1 : plat()->vk_key_scan(ch, layout);
+    // Windows layouts give a line feed as Ctrl+Return, whose Ctrl bit is never pressed here, so
+    // a line break is typed as Return; backends that have no key for it get the same.
+    if (ch == '\n' && !wm_char && static_cast<uint16_t>(code) == 0xFFFF) code = 0x0200 | VK_RETURN;
     bool has_key = static_cast<uint16_t>(code) != 0xFFFF;
     char_modifiers need = get_ctrl_alt_shift_state_from_VkKeyScan_code(code);
     uint32_t vk = static_cast<uint16_t>(code) & 0xFF;

@@ -52,7 +52,7 @@ insert_now_func now_func = real_now;
 // Nested embedded abbreviations other than the typed one are not guarded; this depth ends a
 // chain that embeds itself instead of overflowing the stack.
 constexpr int EMBED_MAX_DEPTH = 16;
-int embed_depth = 0;
+thread_local int embed_depth = 0;  // the tooltip expands on the hook thread as well
 
 bool at_case(const std::string& text, size_t pos, const char* needle) {
   size_t n = strlen(needle);
