@@ -354,7 +354,6 @@ TEST_F(KeysimTest, OutputMethodChoice) {
   EXPECT_EQ(repl_output_method("short", -1), 0);
   setting_set_int("output_method", 1);
   EXPECT_EQ(repl_output_method("short", 5), 1);
-  EXPECT_EQ(repl_output_method(nullptr, 0), 1);
   fake_.set_foreground(WORD);
   EXPECT_EQ(repl_output_method("%(Key Ctrl+B)x", 14), 0);
   EXPECT_EQ(repl_output_method("x", 1), 1);
@@ -420,6 +419,75 @@ TEST_F(ClipboardOutputTest, LockedClipboardGivesUp) {
   fake_.clear_records();
   keysim_simutype_text("abc", EDITOR, &back, 0, 0, 0, nullptr);
   EXPECT_EQ(pastes(), "");
+}
+
+// Application quirks, the launch pad, the sound and the hotkeys around one replacement.
+TEST_F(KeysimTest, AroundTheReplacement) {
+  static std::vector<std::string> events;
+  events.clear();
+  keysim_app_hooks hooks{};
+  hooks.hotkeys_unregister_all = [] { events.push_back("unregister"); };
+  hooks.hotkeys_register_all = [] { events.push_back("register"); };
+  hooks.launchpad_window = [] { return plat_window{7}; };
+  hooks.launchpad_hide = [] { events.push_back("hide"); };
+  keysim_set_app_hooks(hooks);
+  setting_set_int("play_sound", 1);
+
+  // Chrome's address bar: a pause before the last Backspace after a leading "/".
+  fake_.add_window(5, "Chrome_WidgetWin_1", "New Tab");
+  fake_.set_foreground(5);
+  fake_.set_app_text("/x");
+  typed_abbrev_info* tai = request("/x", "y");
+  tai->target_window = 5;
+  sleeps.clear();
+  fake_.clear_records();
+  keysim_replace_typed_abbreviation_keysim_thread(tai);
+  typed_abbrev_info_free(&tai);
+  EXPECT_EQ(sleeps, std::vector<int>{50});
+  EXPECT_EQ(g_pause_for_extended_keys, 0);
+  EXPECT_EQ(fake_.app_text(), "y");
+  EXPECT_EQ(fake_.records()[12].kind, fake_record::SOUND);  // after the modifiers, before erasing
+  EXPECT_EQ(events, (std::vector<std::string>{"unregister", "register"}));
+
+  // Notepad: the pointer moves once per byte of the text and once more.
+  fake_.add_window(6, "Notepad", "Untitled - Notepad");
+  fake_.set_foreground(6);
+  fake_.set_app_text("ab");
+  tai = request("ab", "xyz");
+  tai->target_window = 6;
+  fake_.clear_records();
+  keysim_replace_typed_abbreviation_keysim_thread(tai);
+  typed_abbrev_info_free(&tai);
+  std::vector<int> xs;
+  for (const fake_record& r : fake_.records())
+    if (r.kind == fake_record::POINTER_MOVE) xs.push_back(r.x);
+  plat_rect rect{};
+  ASSERT_TRUE(fake_.window_rect(6, &rect));
+  int l = rect.left;
+  EXPECT_EQ(xs, (std::vector<int>{l + 25, l + 28, l + 25, l + 28}));
+
+  // A launcher typed into the launch pad hides it, erases the abbreviation and types nothing.
+  fake_.add_window(7, "Quiverex", "Quiverex LaunchPad");
+  fake_.set_foreground(7);
+  fake_.set_app_text("ed");
+  tai = request("ed", "");
+  tai->abbrev->type = ABBR_TYPE_PROGRAM;
+  tai->abbrev->program.path = "/usr/bin/editor";
+  tai->abbrev->program.params = "%(Year)";
+  tai->abbrev->program.show_mode = 1;
+  tai->target_window = 7;
+  events.clear();
+  fake_.clear_records();
+  keysim_replace_typed_abbreviation_keysim_thread(tai);
+  typed_abbrev_info_free(&tai);
+  EXPECT_EQ(events, (std::vector<std::string>{"unregister", "hide", "register"}));
+  EXPECT_EQ(fake_.app_text(), "");
+  std::vector<fake_record> r = fake_.records();
+  ASSERT_EQ(r.back().kind, fake_record::LAUNCH);
+  EXPECT_EQ(r.back().launch.directory, "/usr/bin");
+  EXPECT_EQ(r.back().launch.parameters.size(), 4u);
+  EXPECT_EQ(r.back().launch.show, 2);
+  keysim_set_app_hooks(keysim_app_hooks{});
 }
 
 TEST_F(KeysimTest, ClipboardAndDateInsertions) {
