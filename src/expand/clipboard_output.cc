@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "expand/keysim.h"
+#include "expand/keysim_insert.h"
 #include "platform/platform.h"
 #include "settings/settings.h"
 #include "util/strutil.h"
@@ -32,17 +33,6 @@ bool contains_case(const char* text, const char* needle) {
 }
 
 void send_key_event(uint32_t vk, uint32_t flags) { plat()->send_key(vk, keysim_scan_for_vk(vk), flags); }
-
-std::string upcase_first_char(const std::string& text) {
-  if (text.empty()) return text;
-  const char* s = text.c_str();
-  gunichar ch = g_utf8_get_char_validated(s, static_cast<gssize>(text.size()));
-  if (ch == static_cast<gunichar>(-1) || ch == static_cast<gunichar>(-2)) return text;
-  char buf[6];
-  int n = g_unichar_to_utf8(g_unichar_toupper(ch), buf);
-  size_t first = g_utf8_next_char(s) - s;
-  return std::string(buf, n) + text.substr(first);
-}
 
 }  // namespace
 
@@ -97,7 +87,7 @@ bool clipboard_class_pastes_primary(const std::string& window_class) {
 void clipboard_buf_paste(int reset, const typed_abbrev_info* tai) {
   if (clipboard_buf.empty()) return;
   std::string text = clipboard_buf;
-  if (tai && tai->capitalise == 1) text = upcase_first_char(text);
+  if (tai && tai->capitalise == 1) text = keysim_upcase_first_char(text);
 
   bool primary = false;
   if (plat()->capabilities() & PLAT_CAP_PRIMARY_SELECTION)

@@ -149,16 +149,6 @@ size_t parse_date_math(const std::string& text, size_t pos, int* unit, int* amou
   return p + 1 - pos;
 }
 
-std::string upcase_first(const std::string& text) {
-  if (text.empty()) return text;
-  gunichar ch = g_utf8_get_char_validated(text.c_str(), static_cast<gssize>(text.size()));
-  if (ch == static_cast<gunichar>(-1) || ch == static_cast<gunichar>(-2)) return text;
-  char buf[6];
-  int n = g_unichar_to_utf8(g_unichar_toupper(ch), buf);
-  size_t first = g_utf8_next_char(text.c_str()) - text.c_str();
-  return std::string(buf, n) + text.substr(first);
-}
-
 bool utf8_caseeq(const std::string& a, const std::string& b) {
   gchar* fa = g_utf8_casefold(a.c_str(), -1);
   gchar* fb = g_utf8_casefold(b.c_str(), -1);
@@ -190,6 +180,16 @@ const abbr_abbrev* find_abbrev_by_name(const std::string& name) {
 long utf8_len(const std::string& s) { return g_utf8_strlen(s.c_str(), static_cast<gssize>(s.size())); }
 
 }  // namespace
+
+std::string keysim_upcase_first_char(const std::string& text) {
+  if (text.empty()) return text;
+  gunichar ch = g_utf8_get_char_validated(text.c_str(), static_cast<gssize>(text.size()));
+  if (ch == static_cast<gunichar>(-1) || ch == static_cast<gunichar>(-2)) return text;
+  char buf[6];
+  int n = g_unichar_to_utf8(g_unichar_toupper(ch), buf);
+  size_t first = g_utf8_next_char(text.c_str()) - text.c_str();
+  return std::string(buf, n) + text.substr(first);
+}
 
 int insert_date_macro_count() { return date_macro_count; }
 const insert_date_macro& insert_date_macro_row(int i) { return date_macros[i]; }
@@ -286,7 +286,7 @@ std::string embed_insertion_macros_execute(const std::string& input, plist* guar
     std::string value = keysim_get_text_to_type(nullptr, a, name.c_str(), 1, nullptr, &capitalise, guard_copy);
     embed_depth--;
     plist_free(guard_copy);
-    if (capitalise) value = upcase_first(value);
+    if (capitalise) value = keysim_upcase_first_char(value);
     text.replace(i, len, value);
     // The inserted text was expanded already; what is left of macros in it (guarded, unknown,
     // or cut off by the depth limit) must stay as it is.

@@ -13,6 +13,10 @@
 
 #include "util/plist.h"
 
+// The text with its first character in Unicode upper case (a text that does not start with a
+// valid character comes back as it is).
+std::string keysim_upcase_first_char(const std::string& text);
+
 // One row of the date and time table (also the editor's date/time menu).
 struct insert_date_macro {
   int group;           // 0 date, 1 time
