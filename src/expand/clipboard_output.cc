@@ -97,7 +97,7 @@ void clipboard_buf_paste(int reset, const typed_abbrev_info* tai) {
     if (reset) clipboard_buf.clear();
     return;
   }
-  setting_set_int("presses", setting_get_int("presses") + static_cast<int>(g_utf8_strlen(text.c_str(), -1)));
+  keysim_count_presses(static_cast<int>(g_utf8_strlen(text.c_str(), -1)));
 
   keysim_sleep(PASTE_WAIT_BEFORE_MS);
   uint32_t modifier = primary ? VK_SHIFT : VK_CONTROL;

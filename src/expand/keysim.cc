@@ -103,6 +103,24 @@ void grab_clipboard_keysim_thread() {
 void keysim_set_app_hooks(const keysim_app_hooks& hooks) { app_hooks = hooks; }
 const keysim_app_hooks& keysim_get_app_hooks() { return app_hooks; }
 
+void keysim_count_presses(int n) {
+  g_idle_add(
+      [](gpointer data) -> gboolean {
+        setting_set_int("presses", setting_get_int("presses") + GPOINTER_TO_INT(data));
+        return G_SOURCE_REMOVE;
+      },
+      GINT_TO_POINTER(n));
+}
+
+void keysim_mark_expanded() {
+  g_idle_add(
+      [](gpointer) -> gboolean {
+        gvar_set("expanded", "1");
+        return G_SOURCE_REMOVE;
+      },
+      nullptr);
+}
+
 void keysim_set_sleep_func(keysim_sleep_func fn) { sleep_func = fn ? fn : real_sleep; }
 void keysim_sleep(int ms) { sleep_func.load()(ms); }
 
@@ -206,7 +224,7 @@ void keysim_replace_typed_abbreviation_keysim_thread(typed_abbrev_info* tai) {
     clipboard_restore_contents();
   }
   keysim_free_ii_state();
-  gvar_set("expanded", "1");
+  keysim_mark_expanded();
 
   g_expanding_right_now = 0;
   if (app_hooks.hotkeys_register_all) app_hooks.hotkeys_register_all();
@@ -494,7 +512,7 @@ int keysim_simutype_text(const std::string& text, plat_window target, int* curso
   }
   if (shift_held) send(VK_LSHIFT, SC_LSHIFT, KEYEVENTF_KEYUP);
   if (clipboard) clipboard_buf_paste(0, tai);
-  if (presses) setting_set_int("presses", setting_get_int("presses") + presses);
+  if (presses) keysim_count_presses(presses);
   if (cursor_back) *cursor_back = back;
   return result;
 }

@@ -48,6 +48,11 @@ struct keysim_app_hooks {
 void keysim_set_app_hooks(const keysim_app_hooks& hooks);
 const keysim_app_hooks& keysim_get_app_hooks();
 
+// Any thread: adds to the persistent "presses" statistic and marks that an expansion happened.
+// Both lists belong to the UI thread, so the change is made there from an idle callback.
+void keysim_count_presses(int n);
+void keysim_mark_expanded();
+
 // Every wait of the expansion path goes through here, so tests can replace the clock.
 typedef void (*keysim_sleep_func)(int ms);
 void keysim_set_sleep_func(keysim_sleep_func fn);  // null restores the real sleep
