@@ -455,8 +455,9 @@ TEST_F(ClipboardOutputTest, CapitalisedAndTerminalPaste) {
   tai.capitalise = 1;
   int back = 0;
   fake_.clear_records();
-  keysim_simutype_text("élan", TERMINAL, &back, 1, 0, 0, &tai);
-  EXPECT_EQ(pastes(), "set:Élan 16d 45dx 45ux 16u");
+  keysim_simutype_text("élan\nx", TERMINAL, &back, 1, 0, 0, &tai);
+  // Where there are selections, lines end with LF alone.
+  EXPECT_EQ(pastes(), "set:Élan\nx 16d 45dx 45ux 16u");
   EXPECT_EQ(fake_.records()[0].selections, PLAT_SEL_CLIPBOARD | PLAT_SEL_PRIMARY);
   EXPECT_TRUE(clipboard_class_pastes_primary("URxvt"));
   EXPECT_TRUE(clipboard_class_pastes_primary("Gnome-terminal"));
