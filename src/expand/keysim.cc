@@ -391,7 +391,7 @@ int keysim_simutype_text(const std::string& text, plat_window target, int* curso
       result = 0;
       break;
     }
-    bool tail = back > 0 && i >= size - static_cast<size_t>(back);
+    bool tail = back > 0 && static_cast<long>(i) >= static_cast<long>(size) - back;
     if (!literal && text[i] == '%' && i + 1 < size && text[i + 1] == '(') {
       int typed = 0, macro_len = 0;
       int r = keysim_handle_this_macro(text, i, layout, target, &typed, &macro_len);
