@@ -9,7 +9,7 @@
 #include "core/gvar.h"
 #include "expand/clipboard_output.h"
 #include "expand/keysim_insert.h"
-#include "expand/keysim_monitor.h"
+#include "monitor/mon.h"
 #include "expand/launch.h"
 #include "settings/prefs.h"
 #include "util/strutil.h"
@@ -298,12 +298,10 @@ std::string keysim_get_text_to_type(typed_abbrev_info* tai, const abbr_abbrev* a
 int keysim_delete_typed_abbrev(typed_abbrev_info* tai) {
   if (tai->from_menu) return 1;
   if (!tai->abbrev || tai->typed.empty()) return 0;
-  long n = g_utf8_strlen(tai->typed.c_str(), -1) + (tai->dead_key_pending ? 1 : 0);
-  // Where the system cannot hold a key back, the key that completed the abbreviation has
-  // reached the application as well.
-  if (!(plat()->capabilities() & PLAT_CAP_SWALLOW) && tai->trigger_vk != 0 &&
-      tai->trigger_vk != TAI_TRIGGER_FROM_MENU && tai->trigger_char != 0)
-    n++;
+  // extra_erase: keys that completed the abbreviation and reached the application anyway,
+  // because the system could not hold them back (the monitor counts them).
+  long n = g_utf8_strlen(tai->typed.c_str(), -1) + (tai->dead_key_pending ? 1 : 0) +
+           static_cast<long>(tai->extra_erase);
   if (n < 1) return 1;
   plat_window target = static_cast<plat_window>(tai->target_window);
   // Chrome's address bar opens a search menu on "/" and swallows a Backspace that comes too

@@ -9,7 +9,7 @@
 
 #include "expand/clipboard_output.h"
 #include "expand/keysim.h"
-#include "expand/keysim_monitor.h"
+#include "monitor/mon.h"
 #include "util/strutil.h"
 
 setting* g_input_vars = nullptr;

@@ -2,7 +2,7 @@
 // up); it holds no tests of its own.
 #include "fake_monitor.h"
 
-#include "expand/keysim_monitor.h"
+#include "monitor/mon.h"
 
 namespace {
 fake_monitor state;
