@@ -11,15 +11,22 @@
 
 namespace {
 
-int run_and_wait(std::wstring cmdline, bool pump, int timeout_ms) {
+int run_and_wait(const std::wstring& program, std::wstring cmdline, bool pump, int timeout_ms) {
   STARTUPINFOW si;
   memset(&si, 0, sizeof si);
   si.cb = sizeof si;
   PROCESS_INFORMATION pi;
-  if (!CreateProcessW(nullptr, cmdline.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si,
-                      &pi))
+  if (!CreateProcessW(program.empty() ? nullptr : program.c_str(), cmdline.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si,
+                      &pi)) {
+    fprintf(stderr, "could not start %s: error %lu\n", w32_to_utf8(cmdline).c_str(),
+            GetLastError());
     return -1;
+  }
   CloseHandle(pi.hThread);
+  if (timeout_ms == 0) {
+    CloseHandle(pi.hProcess);
+    return 0;
+  }
   auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
   DWORD code = static_cast<DWORD>(-1);
   for (;;) {
@@ -51,11 +58,36 @@ int run_and_wait(std::wstring cmdline, bool pump, int timeout_ms) {
 }  // namespace
 
 bool wine_run_host(const std::string& program, const std::string& args) {
-  // Wine starts a host (ELF) program given by its path on the Z: drive directly.
-  std::string cmd = "Z:" + program + " " + args;
-  for (char& c : cmd)
+  // Wine starts a host (ELF) program given by its path on the Z: drive, but its process handle
+  // cannot be waited for. So the program runs under sh, which leaves the exit status in a file
+  // that appears only when the program has ended.
+  static std::atomic<int> counter{0};
+  std::string status_file = "/tmp/qx-wine-" + std::to_string(GetCurrentProcessId()) + "-" +
+                            std::to_string(counter++) + ".status";
+  std::string win_status = "Z:" + status_file;
+  for (char& c : win_status)
     if (c == '/') c = '\\';
-  return run_and_wait(w32_to_utf16(cmd), false, 20000) == 0;
+  DeleteFileW(w32_to_utf16(win_status).c_str());
+  std::string cmd = "Z:\\bin\\sh -c \"" + program + " " + args + "; echo $? >" + status_file +
+                    ".part && mv " + status_file + ".part " + status_file + "\"";
+  if (run_and_wait(L"Z:\\bin\\sh", w32_to_utf16(cmd), false, 0) == -1) return false;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  std::string status;
+  while (std::chrono::steady_clock::now() < deadline) {
+    HANDLE f = CreateFileW(w32_to_utf16(win_status).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                           OPEN_EXISTING, 0, nullptr);
+    if (f != INVALID_HANDLE_VALUE) {
+      char buf[16] = {0};
+      DWORD got = 0;
+      ReadFile(f, buf, sizeof buf - 1, &got, nullptr);
+      CloseHandle(f);
+      DeleteFileW(w32_to_utf16(win_status).c_str());
+      status = buf;
+      break;
+    }
+    Sleep(10);
+  }
+  return !status.empty() && status[0] == '0';
 }
 
 bool wine_xdotool(const std::string& args) { return wine_run_host("/usr/bin/xdotool", args); }
@@ -170,8 +202,7 @@ bool wine_edit_window::activate() {
     // activation reliable under openbox.
     std::vector<wchar_t> title(256);
     GetWindowTextW(top, title.data(), 256);
-    wine_xdotool("search --name \"^" + w32_to_utf8(title.data()) +
-                 "$\" windowactivate --sync");
+    wine_xdotool("search --name '^" + w32_to_utf8(title.data()) + "$' windowactivate --sync");
     Sleep(100);
   }
   return false;
@@ -193,7 +224,8 @@ std::string wine_self_path() {
 }
 
 int wine_run_self(const std::string& args, int timeout_ms) {
-  return run_and_wait(w32_to_utf16("\"" + wine_self_path() + "\" " + args), true, timeout_ms);
+  return run_and_wait(L"", w32_to_utf16("\"" + wine_self_path() + "\" " + args), true,
+                      timeout_ms);
 }
 
 int wine_child_main(int argc, char** argv);
