@@ -8,6 +8,8 @@ namespace {
 std::atomic<HWND> g_invisi_hwnd{nullptr};
 // Touched only on the window's thread.
 w32_invisiwin_handlers g_handlers;
+void (*g_hotkey_fn)(int id, void* user) = nullptr;
+void* g_hotkey_user = nullptr;
 
 // Power events after which the hooks are put back.
 constexpr WPARAM k_pbt_resume_critical = 6;
@@ -26,7 +28,7 @@ LRESULT CALLBACK invisiwin_msg_handler(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp
       return 1;
     }
     case WM_HOTKEY:
-      if (g_handlers.hotkey) g_handlers.hotkey(static_cast<int>(wp), g_handlers.user);
+      if (g_hotkey_fn) g_hotkey_fn(static_cast<int>(wp), g_hotkey_user);
       break;
     case WM_QUERYENDSESSION:
     case WM_ENDSESSION:
@@ -73,8 +75,8 @@ HWND w32_invisiwin_hwnd() { return g_invisi_hwnd.load(); }
 void w32_invisiwin_set_handlers(const w32_invisiwin_handlers& handlers) { g_handlers = handlers; }
 
 void w32_invisiwin_set_hotkey_handler(void (*fn)(int id, void* user), void* user) {
-  g_handlers.hotkey = fn;
-  g_handlers.user = user;
+  g_hotkey_fn = fn;
+  g_hotkey_user = user;
 }
 
 HWND w32_check_if_quiverex_already_running() {

@@ -19,7 +19,6 @@ struct w32_invisiwin_handlers {
   void (*show_main_window)(void* user) = nullptr;
   // `path` is the UTF-8 path another start handed over.
   void (*import_file)(const std::string& path, void* user) = nullptr;
-  void (*hotkey)(int id, void* user) = nullptr;
   // Log-off or shutdown; the program quits from here.
   void (*end_session)(void* user) = nullptr;
   // The machine woke from sleep; low-level hooks may have been dropped.
@@ -36,6 +35,8 @@ void w32_invisiwin_destroy();
 HWND w32_invisiwin_hwnd();
 // Replaces the handlers; the window's thread only.
 void w32_invisiwin_set_handlers(const w32_invisiwin_handlers& handlers);
+// WM_HOTKEY goes here, apart from the other handlers: the platform's hotkey calls set it,
+// before or after the window exists.
 void w32_invisiwin_set_hotkey_handler(void (*fn)(int id, void* user), void* user);
 
 // The running instance's window (or the earlier product's), null when none runs.
