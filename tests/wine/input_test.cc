@@ -24,12 +24,14 @@ class recording_hook {
       platform* p = w32_platform();
       p->raise_thread_priority();
       tid_ = p->current_thread_id();
-      bool ok = p->install_keyboard_hook(&recording_hook::on_key, this);
+      bool ok = p->install_keyboard_hook(&recording_hook::on_key, this) &&
+                p->install_mouse_hook(&recording_hook::on_mouse, this);
       state = ok ? 1 : 2;
       plat_msg m;
       while (p->get_message(&m, 0, 0) > 0) {
       }
       p->uninstall_keyboard_hook();
+      p->uninstall_mouse_hook();
     });
     while (state == 0) Sleep(1);
     installed_ = state == 1;
@@ -43,6 +45,10 @@ class recording_hook {
   std::vector<plat_key_event> events() {
     std::lock_guard<std::mutex> lock(mu_);
     return events_;
+  }
+  std::vector<plat_mouse_event> mouse_events() {
+    std::lock_guard<std::mutex> lock(mu_);
+    return mouse_;
   }
   // Waits until a key-up of `vk` was seen.
   bool wait_for_up(uint32_t vk, int timeout_ms = 5000) {
@@ -64,12 +70,20 @@ class recording_hook {
     return swallow ? PLAT_SWALLOW : PLAT_PASS;
   }
 
+  static plat_verdict on_mouse(const plat_mouse_event& ev, void* user) {
+    auto* self = static_cast<recording_hook*>(user);
+    std::lock_guard<std::mutex> lock(self->mu_);
+    self->mouse_.push_back(ev);
+    return PLAT_PASS;
+  }
+
   std::vector<uint32_t> swallow_;
   std::thread thread_;
   std::atomic<DWORD> tid_{0};
   bool installed_ = false;
   std::mutex mu_;
   std::vector<plat_key_event> events_;
+  std::vector<plat_mouse_event> mouse_;
 };
 
 std::vector<uint32_t> downs(const std::vector<plat_key_event>& evs) {
@@ -164,6 +178,28 @@ TEST_F(Win32Input, EveryInjectionFormArrivesExactlyAndIsMarkedInjected) {
   EXPECT_GE(packets, 8) << "the Unicode events reach the hook as VK_PACKET";
   EXPECT_EQ(downs(evs).front(), 'H');
   EXPECT_EQ(downs(evs).back(), 'I');
+}
+
+TEST_F(Win32Input, MouseHookSeesButtonsWhereTheyHappened) {
+  recording_hook hook;
+  ASSERT_TRUE(hook.installed());
+  plat_rect r;
+  ASSERT_TRUE(w32_platform()->window_rect(reinterpret_cast<plat_window>(win_.hwnd()), &r));
+  int x = r.left + 60, y = r.top + 80;
+  ASSERT_TRUE(wine_xdotool("mousemove " + std::to_string(x) + " " + std::to_string(y) +
+                           " click 1 mousemove " + std::to_string(x + 10) + " " +
+                           std::to_string(y) + " click 3"));
+  auto deadline = GetTickCount() + 5000;
+  while (hook.mouse_events().size() < 4 && GetTickCount() < deadline) Sleep(10);
+  std::vector<plat_mouse_event> evs = hook.mouse_events();
+  ASSERT_EQ(evs.size(), 4u) << "moves are not reported, only the buttons";
+  EXPECT_EQ(evs[0].msg, WM_LBUTTONDOWN);
+  EXPECT_EQ(evs[1].msg, WM_LBUTTONUP);
+  EXPECT_EQ(evs[2].msg, WM_RBUTTONDOWN);
+  EXPECT_EQ(evs[3].msg, WM_RBUTTONUP);
+  EXPECT_EQ(evs[0].x, x);
+  EXPECT_EQ(evs[0].y, y);
+  EXPECT_EQ(evs[2].x, x + 10);
 }
 
 TEST_F(Win32Input, ForegroundWindowFocusAndKeyState) {
