@@ -281,3 +281,26 @@ TEST(Win32Notepad, TypedTextArrivesInNotepad) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Win32Launch, OpensProgramsAndReportsWhatCannotStart) {
+  platform* p = w32_platform();
+  ASSERT_EQ(FindWindowW(L"Notepad", nullptr), nullptr);
+  plat_launch what;
+  what.file = "notepad.exe";
+  ASSERT_TRUE(p->launch(what));
+  HWND notepad = nullptr;
+  EXPECT_TRUE(wine_pump_until([&] {
+    notepad = FindWindowW(L"Notepad", nullptr);
+    return notepad != nullptr;
+  }, 15000));
+  // An untouched document closes without asking.
+  if (notepad) PostMessageW(notepad, WM_CLOSE, 0, 0);
+  EXPECT_TRUE(wine_pump_until([] { return FindWindowW(L"Notepad", nullptr) == nullptr; }, 5000));
+
+  what.file = "C:\\no such folder\\nothing.exe";
+  EXPECT_FALSE(p->launch(what));
+}
+
+}  // namespace

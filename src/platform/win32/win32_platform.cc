@@ -325,7 +325,9 @@ class win32_platform final : public platform {
     SHELLEXECUTEINFOW sei;
     memset(&sei, 0, sizeof sei);
     sei.cbSize = sizeof sei;
-    sei.fMask = SEE_MASK_FLAG_DDEWAIT;
+    // A launch that fails is silent: without NO_UI the shell would put up its own error box
+    // and block the replacement thread until the user closes it.
+    sei.fMask = SEE_MASK_FLAG_DDEWAIT | SEE_MASK_FLAG_NO_UI;
     sei.lpVerb = verb.empty() ? nullptr : verb.c_str();
     sei.lpFile = file.c_str();
     sei.lpParameters = params.empty() ? nullptr : params.c_str();
