@@ -10,8 +10,9 @@
 // events carry one UTF-16 unit each, as SendInput does).
 //
 // Threads, modelled on Windows because that is the strictest case:
-// - Every thread that wants messages calls get_message(); its queue exists from its first
-//   get_message() (or peek) call, and post_thread_message() to a thread without a queue fails.
+// - A thread's message queue exists from its first current_thread_id() or get_message() call;
+//   post_thread_message() to a thread without a queue fails. A thread that sends a request
+//   asks for its own id first, so the answer can never arrive before its queue.
 // - Low-level hooks belong to the thread that installed them: their callbacks run on that
 //   thread, from inside its get_message(). Keyboard and key state are read on that thread.
 // - Hotkey callbacks run on the thread that registered the hotkeys, from its GLib main loop
@@ -121,6 +122,7 @@ class platform {
 
   // ---- Threads and their message queues ----
 
+  // The calling thread's id; readies its message queue (PeekMessage does that on Windows).
   virtual plat_thread_id current_thread_id() = 0;
   // Appends a message to that thread's queue. False when the thread has no queue yet (it has
   // not called get_message) or no longer exists.

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <glib.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -274,4 +275,51 @@ void replace_string(char** var, const char* value) {
   char* fresh = copy_string(value);
   free(*var);
   *var = fresh;
+}
+
+bool read_whole_line(FILE* stream, std::string* line_out) {
+  line_out->clear();
+  char chunk[8192];
+  while (fgets(chunk, sizeof chunk, stream)) {
+    line_out->append(chunk);
+    if (!line_out->empty() && line_out->back() == '\n') return true;
+  }
+  return !ferror(stream) && !line_out->empty();
+}
+
+char* resize_back_buffer(char* buffer, size_t old_size, size_t new_size) {
+  char* out = static_cast<char*>(xmalloc(new_size));
+  size_t keep = old_size < new_size ? old_size : new_size;
+  memset(out, 0, new_size - keep);
+  if (keep) memcpy(out + new_size - keep, buffer + old_size - keep, keep);
+  free(buffer);
+  return out;
+}
+
+// Decodes the character at s (at most max bytes); a byte that starts no valid character stands
+// for itself with length 1.
+static gunichar utf8_char_or_byte(const char* s, size_t max, size_t* len) {
+  gunichar c = g_utf8_get_char_validated(s, static_cast<gssize>(max));
+  if (c == static_cast<gunichar>(-1) || c == static_cast<gunichar>(-2)) {
+    *len = 1;
+    return static_cast<unsigned char>(*s);
+  }
+  *len = static_cast<size_t>(g_utf8_next_char(s) - s);
+  return c;
+}
+
+int g_utf8_strncasecmp(const char* a, const char* b, size_t n) {
+  size_t i = 0, j = 0;
+  while (i < n && j < n) {
+    if (!a[i] || !b[j]) return static_cast<unsigned char>(a[i]) - static_cast<unsigned char>(b[j]);
+    size_t la, lb;
+    gunichar ca = g_unichar_tolower(utf8_char_or_byte(a + i, n - i, &la));
+    gunichar cb = g_unichar_tolower(utf8_char_or_byte(b + j, n - j, &lb));
+    if (ca != cb) return ca < cb ? -1 : 1;
+    i += la;
+    j += lb;
+  }
+  if (i < n && a[i]) return 1;
+  if (j < n && b[j]) return -1;
+  return 0;
 }

@@ -48,6 +48,11 @@ bool read_entire_file(FILE* stream, char** buffer_out, size_t element_size, size
 // Convenience: the whole file as a string; nullopt when it cannot be opened or read.
 std::optional<std::string> read_file_to_string(const std::string& path);
 
+// Reads the next physical line whole, whatever its length, in chunks of 8192 bytes up to and
+// including a line feed or up to the end of the file. The line feed stays in the line. False at
+// the end of the file with nothing read, and on a read error.
+bool read_whole_line(FILE* stream, std::string* line_out);
+
 // Creates or truncates the file and writes exactly `length` bytes; true only when all were
 // written and the file was closed without error.
 bool dump_data_to_file(const std::string& path, const void* data, size_t length);
@@ -66,6 +71,9 @@ bool fsync_and_close(FILE* stream);
 // Atomically replaces `target` by `temp` and flushes the folder entry to disk.
 // On failure `temp` is left in place and errno describes the failure.
 bool rename_durable(const std::string& temp, const std::string& target);
+
+// Renames `from` to `to` only when `to` does not exist yet; false (errno EEXIST) when it does.
+bool rename_no_replace(const std::string& from, const std::string& to);
 
 // The platform's path separator ('/' here, '\\' on Windows).
 char path_separator();
@@ -90,3 +98,13 @@ std::string strprintf(const char* fmt, ...) __attribute__((format(printf, 1, 2))
 char* copy_string(const char* s);
 // Replaces a malloc'd string variable by a copy of `value`, freeing the old one.
 void replace_string(char** var, const char* value);
+
+// Resizes a byte buffer whose content is kept right-aligned (the newest byte last): growing adds
+// NUL bytes on the left, shrinking drops the oldest bytes on the left. Consumes `buffer` (which
+// may be nullptr when old_size is 0) and returns the new malloc'd buffer (caller frees).
+char* resize_back_buffer(char* buffer, size_t old_size, size_t new_size);
+
+// Compares at most n bytes of two UTF-8 texts ignoring case, character by character
+// (g_unichar_tolower), stopping at a NUL like strncmp. A byte that does not start a valid
+// character within the n bytes is compared as it is. GLib has no such function; this is ours.
+int g_utf8_strncasecmp(const char* a, const char* b, size_t n);
