@@ -44,8 +44,6 @@ TEST(Win32ThreadMessages, RequestsAndFilteredRepliesRoundTrip) {
 
   // A message of our own queued before the reply must survive a filtered wait.
   plat_thread_id me = p->current_thread_id();
-  MSG dummy;
-  PeekMessageW(&dummy, nullptr, 0, 0, PM_NOREMOVE);  // this thread's queue
   ASSERT_TRUE(p->post_thread_message(me, WM_MON_CLEAR_KEY_BUFFER, 7, 8));
   ASSERT_TRUE(p->post_thread_message(tid, WM_MON_HELLO, me, 21));
   plat_msg reply;
@@ -70,17 +68,23 @@ TEST(Win32ThreadMessages, RequestsAndFilteredRepliesRoundTrip) {
   EXPECT_EQ(reply.message, WM_QUIT);
 }
 
-TEST(Win32ThreadMessages, PostingToAThreadWithoutAQueueFails) {
+TEST(Win32ThreadMessages, AThreadHasAQueueOnceItAsksForItsId) {
   platform* p = w32_platform();
   std::atomic<plat_thread_id> tid{0};
-  std::atomic<bool> go{false};
+  std::atomic<int> step{0};
   std::thread t([&] {
-    tid = p->current_thread_id();
-    while (!go) Sleep(1);
+    tid = GetCurrentThreadId();
+    while (step == 0) Sleep(1);
+    p->current_thread_id();
+    step = 2;
+    while (step == 2) Sleep(1);
   });
   while (tid == 0) Sleep(1);
-  EXPECT_FALSE(p->post_thread_message(tid, WM_MON_HELLO, 0, 0));
-  go = true;
+  EXPECT_FALSE(p->post_thread_message(tid, WM_MON_HELLO, 0, 0)) << "no queue yet";
+  step = 1;
+  while (step == 1) Sleep(1);
+  EXPECT_TRUE(p->post_thread_message(tid, WM_MON_HELLO, 0, 0));
+  step = 3;
   t.join();
 }
 

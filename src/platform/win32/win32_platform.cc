@@ -105,7 +105,12 @@ class win32_platform final : public platform {
  public:
   unsigned capabilities() override { return PLAT_CAP_SWALLOW; }
 
-  plat_thread_id current_thread_id() override { return GetCurrentThreadId(); }
+  plat_thread_id current_thread_id() override {
+    // Any message call gives the thread its queue; an answer posted to us must find it.
+    MSG m;
+    PeekMessageA(&m, nullptr, 0, 0, PM_NOREMOVE);
+    return GetCurrentThreadId();
+  }
 
   bool post_thread_message(plat_thread_id tid, uint32_t msg, uintptr_t wparam,
                            intptr_t lparam) override {
