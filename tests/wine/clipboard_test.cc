@@ -160,6 +160,28 @@ TEST_F(Win32Clipboard, RegisteredFormatsKeepTheirBytesAndNames) {
   CloseClipboard();
 }
 
+TEST_F(Win32Clipboard, EnhancedMetafileIsCopied) {
+  HDC mf = CreateEnhMetaFileW(nullptr, nullptr, nullptr, nullptr);
+  Rectangle(mf, 1, 2, 30, 40);
+  HENHMETAFILE emf = CloseEnhMetaFile(mf);
+  UINT want = GetEnhMetaFileBits(emf, 0, nullptr);
+  ASSERT_GT(want, 0u);
+  ASSERT_TRUE(w32_clipboard_open(owner_, 52, 10));
+  EmptyClipboard();
+  ASSERT_TRUE(SetClipboardData(CF_ENHMETAFILE, emf));
+  CloseClipboard();
+
+  std::unique_ptr<w32_clipboard_backup> b = w32_clipboard_backup_take(owner_, 52, 10);
+  ASSERT_NE(b, nullptr);
+  ASSERT_TRUE(w32_platform()->clipboard_set_text("x", PLAT_SEL_CLIPBOARD, 52, 10));
+  ASSERT_TRUE(w32_clipboard_backup_restore(*b, owner_, 52, 10));
+  ASSERT_TRUE(OpenClipboard(nullptr));
+  auto back = static_cast<HENHMETAFILE>(GetClipboardData(CF_ENHMETAFILE));
+  ASSERT_NE(back, nullptr);
+  EXPECT_EQ(GetEnhMetaFileBits(back, 0, nullptr), want);
+  CloseClipboard();
+}
+
 TEST_F(Win32Clipboard, LockedClipboardGivesUpAfterTheLastAttempt) {
   // Another window holds the clipboard open: every attempt fails, and the time spent shows
   // the attempts were spaced.

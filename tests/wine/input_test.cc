@@ -180,6 +180,14 @@ TEST_F(Win32Input, EveryInjectionFormArrivesExactlyAndIsMarkedInjected) {
   EXPECT_EQ(downs(evs).back(), 'I');
 }
 
+TEST_F(Win32Input, PostedCharactersReachWindowsThatIgnoreInjection) {
+  platform* p = w32_platform();
+  plat_window edit = reinterpret_cast<plat_window>(win_.edit());
+  for (char32_t ch : {U'x', U'\u00E9', U'\U0001F600'}) EXPECT_TRUE(p->post_char(edit, ch));
+  EXPECT_TRUE(win_.wait_for_text("x\xC3\xA9\xF0\x9F\x98\x80")) << win_.text();
+  EXPECT_FALSE(p->post_char(0, U'x'));
+}
+
 TEST_F(Win32Input, MouseHookSeesButtonsWhereTheyHappened) {
   recording_hook hook;
   ASSERT_TRUE(hook.installed());
