@@ -90,7 +90,7 @@ std::vector<std::string> x_session::env() const {
 }
 
 x_session::x_session() {
-  char tmpl[] = "/tmp/qx-e2e-XXXXXX";
+  char tmpl[] = "/tmp/qx-x11-e2e-XXXXXX";
   if (!mkdtemp(tmpl)) {
     why_ = "no scratch folder";
     return;

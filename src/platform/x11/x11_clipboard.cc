@@ -203,6 +203,17 @@ struct x11_clipboard::impl {
     }
   }
 
+  // Waits until the connection has something to read; false when the deadline passed.
+  bool wait_for_events(std::chrono::steady_clock::time_point deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                    deadline - std::chrono::steady_clock::now())
+                    .count();
+    if (left <= 0) return false;
+    pollfd p{ConnectionNumber(d), POLLIN, 0};
+    poll(&p, 1, static_cast<int>(left));
+    return true;
+  }
+
   // Asks the owner of a selection for a target and waits (serving requests meanwhile) for the
   // answer, at most 1 s (per piece of a large transfer).
   std::optional<saved_target> convert(Atom selection, Atom target) {
@@ -223,12 +234,7 @@ struct x11_clipboard::impl {
         }
         handle(e);
       }
-      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                      deadline - std::chrono::steady_clock::now())
-                      .count();
-      if (left <= 0) return std::nullopt;
-      pollfd p{ConnectionNumber(d), POLLIN, 0};
-      poll(&p, 1, static_cast<int>(left));
+      if (!wait_for_events(deadline)) return std::nullopt;
     }
   }
 
@@ -254,12 +260,7 @@ struct x11_clipboard::impl {
         }
         handle(e);
       }
-      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                      deadline - std::chrono::steady_clock::now())
-                      .count();
-      if (left <= 0) return std::nullopt;
-      pollfd p{ConnectionNumber(d), POLLIN, 0};
-      poll(&p, 1, static_cast<int>(left));
+      if (!wait_for_events(deadline)) return std::nullopt;
     }
   }
 
