@@ -166,16 +166,18 @@ TEST_F(Win32Input, EveryInjectionFormArrivesExactlyAndIsMarkedInjected) {
   ASSERT_TRUE(hook.wait_for_up('I'));
   std::vector<plat_key_event> evs = hook.events();
   ASSERT_FALSE(evs.empty());
-  int packets = 0;
+  std::vector<uint32_t> units;
   for (const plat_key_event& e : evs) {
     SCOPED_TRACE(e.vk);
     EXPECT_TRUE(e.flags & LLKHF_INJECTED);
     if (e.vk == VK_PACKET) {
-      ++packets;
+      units.push_back(e.scan);
       EXPECT_EQ(!e.down(), (e.flags & LLKHF_UP) != 0);
     }
   }
-  EXPECT_GE(packets, 8) << "the Unicode events reach the hook as VK_PACKET";
+  // The Unicode events reach the hook as VK_PACKET carrying their units, in order.
+  EXPECT_EQ(units, (std::vector<uint32_t>{0xE9, 0xE9, 0xD83D, 0xDE00, 0xD83D, 0xDE00, 0x20AC, 0,
+                                          0x20AC, 0}));
   EXPECT_EQ(downs(evs).front(), 'H');
   EXPECT_EQ(downs(evs).back(), 'I');
 }

@@ -23,9 +23,10 @@ TEST(Win32KeyDecode, DownAndUpComeFromTheMessage) {
   EXPECT_EQ(down.time, 1234u);
 
   // Wine leaves LLKHF_UP off the key-up of an injected Unicode character.
-  plat_key_event up = w32_decode_key_event(WM_KEYUP, kbd(VK_PACKET, 0xE9, LLKHF_INJECTED));
+  plat_key_event up = w32_decode_key_event(WM_KEYUP, kbd(VK_PACKET, 0xD83D, LLKHF_INJECTED));
   EXPECT_FALSE(up.down());
   EXPECT_EQ(up.flags, LLKHF_UP | LLKHF_INJECTED);
+  EXPECT_EQ(up.scan, 0xD83Du) << "the character, not a key position";
 
   plat_key_event sysup = w32_decode_key_event(WM_SYSKEYUP, kbd(VK_RMENU, 0x38, LLKHF_EXTENDED | LLKHF_UP));
   EXPECT_EQ(sysup.flags, LLKHF_UP | LLKHF_EXTENDED);

@@ -6,7 +6,8 @@ plat_key_event w32_decode_key_event(WPARAM msg, const KBDLLHOOKSTRUCT& k) {
   plat_key_event ev{};
   ev.msg = static_cast<uint32_t>(msg);
   ev.vk = k.vkCode;
-  ev.scan = k.scanCode & 0xFF;
+  // An injected Unicode character travels in the scan code as one UTF-16 unit.
+  ev.scan = k.vkCode == VK_PACKET ? (k.scanCode & 0xFFFF) : (k.scanCode & 0xFF);
   ev.flags = k.flags & (LLKHF_EXTENDED | LLKHF_INJECTED);
   if (!ev.down()) ev.flags |= LLKHF_UP;
   ev.time = k.time;

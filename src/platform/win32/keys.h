@@ -9,7 +9,8 @@
 
 // A low-level keyboard hook call as the engine sees it. Down or up is taken from the message
 // alone: Wine reports key-ups of VK_PACKET without LLKHF_UP, and Windows sets it consistently
-// anyway. Only the extended, injected and up flags are kept.
+// anyway. Only the extended, injected and up flags are kept. For VK_PACKET the scan code is the
+// injected UTF-16 unit.
 plat_key_event w32_decode_key_event(WPARAM msg, const KBDLLHOOKSTRUCT& k);
 
 // A low-level mouse hook call: true for a button press or release, which is all the engine
