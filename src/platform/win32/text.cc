@@ -1,0 +1,32 @@
+#include "platform/win32/text.h"
+
+#include "platform/win32/w32.h"
+
+std::wstring w32_to_utf16(const std::string& utf8) {
+  if (utf8.empty()) return std::wstring();
+  int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
+  if (n <= 0) return std::wstring();
+  std::wstring out(static_cast<size_t>(n), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), out.data(), n);
+  return out;
+}
+
+std::string w32_to_utf8(const wchar_t* utf16, int len) {
+  if (!utf16 || len == 0) return std::string();
+  if (len < 0) len = static_cast<int>(wcslen(utf16));
+  if (len == 0) return std::string();
+  int n = WideCharToMultiByte(CP_UTF8, 0, utf16, len, nullptr, 0, nullptr, nullptr);
+  if (n <= 0) return std::string();
+  std::string out(static_cast<size_t>(n), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, utf16, len, out.data(), n, nullptr, nullptr);
+  return out;
+}
+
+std::string w32_truncate_utf8(std::string s, size_t max_bytes) {
+  if (s.size() <= max_bytes) return s;
+  size_t cut = max_bytes;
+  // Step back over continuation bytes so the last character stays whole.
+  while (cut > 0 && (static_cast<unsigned char>(s[cut]) & 0xC0) == 0x80) --cut;
+  s.resize(cut);
+  return s;
+}
