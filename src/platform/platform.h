@@ -131,7 +131,9 @@ class platform {
                                    intptr_t lparam) = 0;
   // Blocks until a message with msg_min <= id <= msg_max arrives (both 0: any message) and
   // removes it; earlier messages outside the filter stay queued. Hook callbacks of this thread
-  // run while it waits. Returns 1, 0 when the message is WM_QUIT, -1 on failure.
+  // run while it waits. Returns 1, 0 when the message is WM_QUIT, -1 on failure. A filtered
+  // wait does not see WM_QUIT (Windows keeps it outside every filter range): a thread that
+  // must end on WM_QUIT waits without a filter.
   virtual int get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) = 0;
   // Runs the current thread at the highest priority the system grants (the hook thread);
   // failure is harmless.
