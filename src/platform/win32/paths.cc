@@ -31,6 +31,28 @@ std::optional<std::string> w32_module_file_name() {
   }
 }
 
+std::optional<std::string> w32_command_line_argument0() {
+  int n = 0;
+  wchar_t** args = CommandLineToArgvW(GetCommandLineW(), &n);
+  if (!args) return std::nullopt;
+  std::optional<std::string> out;
+  if (n > 0 && args[0][0]) out = w32_to_utf8(args[0]);
+  LocalFree(args);
+  return out;
+}
+
+std::optional<std::string> w32_current_dir() {
+  // The first call tells the size including the terminator; the folder may change in between.
+  for (;;) {
+    DWORD need = GetCurrentDirectoryW(0, nullptr);
+    if (need == 0) return std::nullopt;
+    std::wstring buf(need, L'\0');
+    DWORD n = GetCurrentDirectoryW(need, buf.data());
+    if (n == 0) return std::nullopt;
+    if (n < need) return w32_to_utf8(buf.c_str(), static_cast<int>(n));
+  }
+}
+
 std::vector<std::string> w32_autocorrect_list_paths(const std::string& roaming_appdata,
                                                     bool include_0127) {
   std::vector<std::string> out;

@@ -13,6 +13,11 @@
 std::optional<std::string> w32_folder_path(int csidl);
 // The full path of the running program; none when it cannot be read.
 std::optional<std::string> w32_module_file_name();
+// Argument 0 of the program's command line as Windows holds it (UTF-16, so names outside the
+// ANSI code page survive); none when the command line cannot be split.
+std::optional<std::string> w32_command_line_argument0();
+// The current folder; none when it cannot be read.
+std::optional<std::string> w32_current_dir();
 // Word's AutoCorrect lists below the roaming application-data folder:
 // "Microsoft\Office\MSO*.acl", in the order the file system lists them. The list numbered
 // 0127 holds no language's entries and is left out unless asked for.

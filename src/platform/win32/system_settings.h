@@ -1,5 +1,5 @@
-// The two places where the program changes the user's Windows settings: the entry that starts
-// it with Windows, and the time-out after which Windows drops a slow low-level hook.
+// The user's Windows settings the program touches: the entry that starts it with Windows, and
+// the system version, which decides how long the low-level hook time-out must be.
 #pragma once
 
 #include <string>
@@ -16,15 +16,6 @@ int w32_get_start_with_windows();
 // 0 on success, 4 when the key could not be opened or written.
 int w32_set_start_with_windows(bool start, const std::string& command);
 
-// Makes "LowLevelHooksTimeout" under `root`\`key` (HKEY_CURRENT_USER "Control Panel\Desktop"
-// for the real thing) at least the target for this Windows version: 1000 ms from Windows 8
-// on, 5000 ms before. A value below the target is raised; the user's own earlier value is kept
-// once in "LowLevelHooksTimeoutBackup" and never overwritten by a later run.
-//
-// `version_known` false means the version query failed (then the target is 5000 and, with the
-// marker present, nothing happens). Returns what the "lt" marker becomes: 2 after a write, 1
-// after a write without a known version, or -1 for "leave it as it is".
-int w32_raise_hooks_timeout(HKEY root, const std::string& key, bool version_known,
-                            unsigned major, unsigned minor, bool lt_exists);
-// The same for the running system.
-int w32_raise_hooks_timeout_for_this_system(bool lt_exists);
+// The running system's version as GetVersionExA reports it (what decides the hook time-out
+// the program sets); false when the query fails.
+bool w32_os_version(unsigned* major, unsigned* minor);

@@ -22,6 +22,15 @@ std::string w32_to_utf8(const wchar_t* utf16, int len) {
   return out;
 }
 
+std::string w32_acp_to_utf8(const std::string& acp) {
+  if (acp.empty()) return std::string();
+  int n = MultiByteToWideChar(CP_ACP, 0, acp.data(), static_cast<int>(acp.size()), nullptr, 0);
+  if (n <= 0) return std::string();
+  std::wstring w(static_cast<size_t>(n), L'\0');
+  MultiByteToWideChar(CP_ACP, 0, acp.data(), static_cast<int>(acp.size()), w.data(), n);
+  return w32_to_utf8(w);
+}
+
 std::string w32_truncate_utf8(std::string s, size_t max_bytes) {
   if (s.size() <= max_bytes) return s;
   size_t cut = max_bytes;
