@@ -1,6 +1,7 @@
 // What the path variables need to know from the operating system. Each system has its own
-// implementation file (gvar_platform_posix.cc, gvar_platform_win32.cc); none of these functions
-// creates anything on disk.
+// implementation file (gvar_platform_posix.cc, gvar_platform_win32.cc). None of these functions
+// creates anything on disk, except that Windows itself creates a missing shell folder when
+// asked for it.
 #pragma once
 
 #include <optional>
