@@ -2,14 +2,20 @@
 
 #include "platform/win32/w32.h"
 
-std::wstring w32_to_utf16(const std::string& utf8) {
-  if (utf8.empty()) return std::wstring();
-  int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
+namespace {
+
+std::wstring widen(UINT code_page, const std::string& text) {
+  if (text.empty()) return std::wstring();
+  int n = MultiByteToWideChar(code_page, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
   if (n <= 0) return std::wstring();
   std::wstring out(static_cast<size_t>(n), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), out.data(), n);
+  MultiByteToWideChar(code_page, 0, text.data(), static_cast<int>(text.size()), out.data(), n);
   return out;
 }
+
+}  // namespace
+
+std::wstring w32_to_utf16(const std::string& utf8) { return widen(CP_UTF8, utf8); }
 
 std::string w32_to_utf8(const wchar_t* utf16, int len) {
   if (!utf16 || len == 0) return std::string();
@@ -22,14 +28,7 @@ std::string w32_to_utf8(const wchar_t* utf16, int len) {
   return out;
 }
 
-std::string w32_acp_to_utf8(const std::string& acp) {
-  if (acp.empty()) return std::string();
-  int n = MultiByteToWideChar(CP_ACP, 0, acp.data(), static_cast<int>(acp.size()), nullptr, 0);
-  if (n <= 0) return std::string();
-  std::wstring w(static_cast<size_t>(n), L'\0');
-  MultiByteToWideChar(CP_ACP, 0, acp.data(), static_cast<int>(acp.size()), w.data(), n);
-  return w32_to_utf8(w);
-}
+std::string w32_acp_to_utf8(const std::string& acp) { return w32_to_utf8(widen(CP_ACP, acp)); }
 
 std::string w32_truncate_utf8(std::string s, size_t max_bytes) {
   if (s.size() <= max_bytes) return s;
