@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "library/abbr_file.h"
+
 #include "util/strutil.h"
 
 // ---- Mode texts ----
@@ -460,13 +462,11 @@ void abbr_set_folder_enabled(abbr_folder* f, bool enabled, bool recursive) {
 
 // ---- HTML-safe text ----
 
-static const conversion_pair k_html_table[] = {
-    {"&", "&amp;"},   {"<", "&lt;"},     {">", "&gt;"},    {"\r\n", "&#10;"}, {"\n", "&#10;"},
-    {"\r", "&#10;"},  {"\t", "&#9;"},    {"\"", "&quot;"}, {"\x1b", "&#33;"}, {nullptr, nullptr},
-};
-
 std::string abbr_htmlize(std::string_view text) {
-  return substitute_str_using_conversion_table(text, k_html_table, true);
+  std::string out;
+  out.reserve(text.size());
+  abbr_append_escaped(out, text);
+  return out;
 }
 
 std::string abbr_htmlize_for_saving(std::string_view text) { return abbr_htmlize(text); }

@@ -57,8 +57,21 @@ abbrtime abbrtime_utc_to_local(const abbrtime& a) {
 
 abbrtime* abbr_dup_abbrtime(const abbrtime& t) { return new abbrtime(t); }
 
+// The file holds two of these per record, so they are built by hand rather than with printf.
+static void put_hex(char* out, unsigned value, int digits) {
+  static const char hex[] = "0123456789abcdef";
+  for (int i = digits - 1; i >= 0; i--, value >>= 4) out[i] = hex[value & 0xf];
+}
+
 std::string abbr_time_to_hex_string(const abbrtime& t) {
-  return strprintf("%.2x%.2x%.4x%.2x%.2x%.2x", t.month, t.day, t.year, t.hour, t.minute, t.second);
+  char buf[14];
+  put_hex(buf, t.month, 2);
+  put_hex(buf + 2, t.day, 2);
+  put_hex(buf + 4, t.year, 4);
+  put_hex(buf + 8, t.hour, 2);
+  put_hex(buf + 10, t.minute, 2);
+  put_hex(buf + 12, t.second, 2);
+  return std::string(buf, sizeof buf);
 }
 
 std::string abbr_time_to_compare_string(const abbrtime& t) {
@@ -81,9 +94,33 @@ static unsigned hex_field(std::string_view s, size_t pos, size_t len) {
   return static_cast<unsigned>(strtoul(part.c_str(), nullptr, 16));
 }
 
+static int hex_digit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
 abbrtime abbr_time_str_to_abbrtime(std::string_view s) {
   if (s.size() != 14) return abbr_time_now();
+  unsigned v[14];
+  bool all_hex = true;
+  for (size_t i = 0; i < 14 && all_hex; i++) {
+    int d = hex_digit(s[i]);
+    all_hex = d >= 0;
+    v[i] = static_cast<unsigned>(d);
+  }
   abbrtime t;
+  if (all_hex) {
+    // The common case, read without strtoul (whose leniency only matters for damaged fields).
+    t.month = static_cast<uint8_t>(v[0] << 4 | v[1]);
+    t.day = static_cast<uint8_t>(v[2] << 4 | v[3]);
+    t.year = static_cast<uint16_t>(v[4] << 12 | v[5] << 8 | v[6] << 4 | v[7]);
+    t.hour = static_cast<uint8_t>(v[8] << 4 | v[9]);
+    t.minute = static_cast<uint8_t>(v[10] << 4 | v[11]);
+    t.second = static_cast<uint8_t>(v[12] << 4 | v[13]);
+    return t;
+  }
   t.month = static_cast<uint8_t>(hex_field(s, 0, 2));
   t.day = static_cast<uint8_t>(hex_field(s, 2, 2));
   t.year = static_cast<uint16_t>(hex_field(s, 4, 4));

@@ -72,6 +72,9 @@ bool fsync_and_close(FILE* stream);
 // On failure `temp` is left in place and errno describes the failure.
 bool rename_durable(const std::string& temp, const std::string& target);
 
+// Renames `from` to `to` only when `to` does not exist yet; false (errno EEXIST) when it does.
+bool rename_no_replace(const std::string& from, const std::string& to);
+
 // The platform's path separator ('/' here, '\\' on Windows).
 char path_separator();
 // Everything before the last separator ('/' or '\\'); "" when there is none.

@@ -112,6 +112,11 @@ TEST(AbbrTime, StringForms) {
 
   abbrtime back = abbr_time_str_to_abbrtime("030507e50e0709");
   EXPECT_EQ(abbr_time_to_compare_string(back), "20210305140709");
+  abbrtime top{255, 255, 65535, 255, 255, 255};
+  EXPECT_EQ(abbr_time_to_hex_string(top), "ffffffffffffff");
+  EXPECT_EQ(abbr_time_to_hex_string(abbr_time_str_to_abbrtime("FFFFFFFFFFFFFF")), "ffffffffffffff");
+  // A damaged field is read as far as its hexadecimal digits go.
+  EXPECT_EQ(abbr_time_to_hex_string(abbr_time_str_to_abbrtime("03g507e50e0709")), "030007e50e0709");
 }
 
 TEST(AbbrTime, WrongLengthMeansNow) {
