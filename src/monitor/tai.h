@@ -25,6 +25,10 @@ struct typed_abbrev_info {
   int32_t cursor_back = 0;        // Left presses after typing
   int32_t capitalise = 0;         // 1 = upper-case the first character output
   uint32_t from_menu = 0;         // 1 = nothing typed has to be erased
+  // Characters of the trigger key or word-ending character that reached the application
+  // although the hook asked to swallow them (backends that cannot swallow): the replacement
+  // erases that many more characters before typing.
+  uint32_t extra_erase = 0;
 };
 
 // Frees the record with its abbreviation and strings and clears the owner's pointer.
