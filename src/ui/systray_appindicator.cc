@@ -1,0 +1,38 @@
+#include <libayatana-appindicator/app-indicator.h>
+
+#include "ui/systray_backend.h"
+#include "util/strutil.h"
+
+namespace {
+AppIndicator* g_indicator = nullptr;  // (owned) UI thread
+}
+
+void systray_backend_create(GtkWidget* menu, const std::string& icon) {
+  // A file path is given as a folder to search and the icon's name in it.
+  std::string name = icon;
+  if (icon.find('/') != std::string::npos) {
+    name = path_basename(icon);
+    size_t dot = name.rfind('.');
+    if (dot != std::string::npos) name.resize(dot);
+  }
+  g_indicator = app_indicator_new("quiverex", name.c_str(), APP_INDICATOR_CATEGORY_APPLICATION_STATUS);
+  if (icon.find('/') != std::string::npos) app_indicator_set_icon_theme_path(g_indicator, path_dirname(icon).c_str());
+  app_indicator_set_menu(g_indicator, GTK_MENU(menu));
+}
+
+void systray_backend_set_tooltip(const std::string& text) {
+  // StatusNotifier hosts show the title where a tray would show a tooltip.
+  if (g_indicator) app_indicator_set_title(g_indicator, text.c_str());
+}
+
+void systray_backend_set_visible(bool visible) {
+  if (g_indicator)
+    app_indicator_set_status(g_indicator, visible ? APP_INDICATOR_STATUS_ACTIVE : APP_INDICATOR_STATUS_PASSIVE);
+}
+
+void systray_backend_destroy() {
+  if (!g_indicator) return;
+  app_indicator_set_status(g_indicator, APP_INDICATOR_STATUS_PASSIVE);
+  g_object_unref(g_indicator);
+  g_indicator = nullptr;
+}
