@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "expand/keysim.h"
+#include "expand/keysim_monitor.h"
 #include "library/abbr.h"
 #include "library/abbr_file.h"
 #include "monitor/mon.h"
@@ -60,6 +61,10 @@ void exit_process(int code) {
 }
 
 }  // namespace
+
+// The replacement thread asks for the hook thread under this name (expand/keysim_monitor.h);
+// the monitor calls it mon_hook_thread_id.
+plat_thread_id mon_get_hook_tid() { return mon_hook_thread_id(); }
 
 bool app_engine_open_platform() {
   g_backend = x11_platform::open(nullptr);
