@@ -136,3 +136,17 @@ uint16_t plat_layout_language_id(const std::string& layout) {
     if (base == l.name) return l.id;
   return 0;
 }
+
+uint32_t plat_sided_vk(uint32_t vk, bool extended) {
+  if (vk == VK_SHIFT) return extended ? VK_RSHIFT : VK_LSHIFT;
+  if (vk == VK_CONTROL) return extended ? VK_RCONTROL : VK_LCONTROL;
+  if (vk == VK_MENU) return extended ? VK_RMENU : VK_LMENU;
+  return vk;
+}
+
+uint32_t plat_generic_vk(uint32_t vk) {
+  if (vk == VK_LSHIFT || vk == VK_RSHIFT) return VK_SHIFT;
+  if (vk == VK_LCONTROL || vk == VK_RCONTROL) return VK_CONTROL;
+  if (vk == VK_LMENU || vk == VK_RMENU) return VK_MENU;
+  return vk;
+}

@@ -16,5 +16,10 @@ uint32_t plat_scan_to_vk(const std::string& layout, uint32_t scan, bool extended
 // The position of a virtual key on the layout; 0 when it has none. Generic modifiers
 // (VK_SHIFT, VK_CONTROL, VK_MENU) give the left key. *extended receives the 0xE0 prefix.
 uint32_t plat_vk_to_scan(const std::string& layout, uint32_t vk, bool* extended);
+// The left or right key a generic modifier (VK_SHIFT, VK_CONTROL, VK_MENU) stands for: the
+// right one when the event carries the extended flag. Other keys are returned as they are.
+uint32_t plat_sided_vk(uint32_t vk, bool extended);
+// The generic modifier for a left or right one (VK_LSHIFT -> VK_SHIFT); others unchanged.
+uint32_t plat_generic_vk(uint32_t vk);
 // Windows language id of a layout name (0x0409 for "us", 0x0407 for "de"); 0 when unknown.
 uint16_t plat_layout_language_id(const std::string& layout);

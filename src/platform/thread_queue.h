@@ -27,3 +27,16 @@ bool plat_queue_take(plat_msg* out, uint32_t msg_min, uint32_t msg_max);
 // call plat_queue_drain_wake() before looking at the queue again.
 int plat_queue_fd();
 void plat_queue_drain_wake();
+
+// The thread half of the contract for backends that use these queues; they add get_message.
+class plat_queued_platform : public platform {
+ public:
+  plat_thread_id current_thread_id() override {
+    plat_queue_create();
+    return plat_queue_thread_id();
+  }
+  bool post_thread_message(plat_thread_id tid, uint32_t msg, uintptr_t wparam,
+                           intptr_t lparam) override {
+    return plat_queue_post(tid, msg, wparam, lparam);
+  }
+};

@@ -51,13 +51,6 @@ std::u32string from_utf8(const std::string& s) {
   return out;
 }
 
-uint32_t specific_vk(uint32_t vk, bool extended) {
-  if (vk == VK_SHIFT) return extended ? VK_RSHIFT : VK_LSHIFT;
-  if (vk == VK_CONTROL) return extended ? VK_RCONTROL : VK_LCONTROL;
-  if (vk == VK_MENU) return extended ? VK_RMENU : VK_LMENU;
-  return vk;
-}
-
 fake_record make_record(fake_record::kind_t kind) {
   fake_record r;
   r.kind = kind;
@@ -170,7 +163,7 @@ void fake_platform::set_layout(const std::string& name) {
 plat_key_event fake_platform::make_event(uint32_t vk, bool down, uint32_t scan, uint32_t flags) {
   bool ext = flags & LLKHF_EXTENDED;
   if (scan == 0) scan = plat_vk_to_scan(layout_, vk, &ext);
-  vk = specific_vk(vk, ext);
+  vk = plat_sided_vk(vk, ext);
   if (ext) flags |= LLKHF_EXTENDED;
   if (!down) flags |= LLKHF_UP;
   bool alt = is_down(state_, VK_LMENU) || is_down(state_, VK_RMENU) || vk == VK_LMENU ||
@@ -477,15 +470,7 @@ unsigned fake_platform::capabilities() {
   return caps_;
 }
 
-plat_thread_id fake_platform::current_thread_id() {
-  plat_queue_create();
-  return plat_queue_thread_id();
-}
 
-bool fake_platform::post_thread_message(plat_thread_id tid, uint32_t msg, uintptr_t wparam,
-                                        intptr_t lparam) {
-  return plat_queue_post(tid, msg, wparam, lparam);
-}
 
 int fake_platform::get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) {
   plat_queue_create();
@@ -621,12 +606,7 @@ uint32_t fake_platform::map_virtual_key(uint32_t code, unsigned map_type, plat_l
     case MAPVK_VSC_TO_VK:
     case MAPVK_VSC_TO_VK_EX: {
       uint32_t vk = plat_scan_to_vk(layout_, code & 0xFF, (code & 0xFF00) == 0xE000, true);
-      if (map_type == MAPVK_VSC_TO_VK) {
-        if (vk == VK_LSHIFT || vk == VK_RSHIFT) return VK_SHIFT;
-        if (vk == VK_LCONTROL || vk == VK_RCONTROL) return VK_CONTROL;
-        if (vk == VK_LMENU || vk == VK_RMENU) return VK_MENU;
-      }
-      return vk;
+      return map_type == MAPVK_VSC_TO_VK ? plat_generic_vk(vk) : vk;
     }
     case MAPVK_VK_TO_CHAR: {
       const layout_key* k = lookup(code, LV_BASE);

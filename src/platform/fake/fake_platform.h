@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "platform/thread_queue.h"
 
 // One thing the program did, in the order it happened.
 struct fake_record {
@@ -47,7 +48,7 @@ struct fake_record {
   int x = 0, y = 0;
 };
 
-class fake_platform : public platform {
+class fake_platform : public plat_queued_platform {
  public:
   fake_platform();
 
@@ -108,9 +109,6 @@ class fake_platform : public platform {
   // ---- The contract ----
 
   unsigned capabilities() override;
-  plat_thread_id current_thread_id() override;
-  bool post_thread_message(plat_thread_id tid, uint32_t msg, uintptr_t wparam,
-                           intptr_t lparam) override;
   int get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) override;
   void raise_thread_priority() override {}
   bool install_keyboard_hook(plat_key_hook fn, void* user) override;

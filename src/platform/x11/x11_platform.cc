@@ -59,7 +59,9 @@ std::string get_property(Display* d, Window w, Atom prop, Atom type) {
       !data)
     return "";
   std::string out;
-  if (actual != None) out.assign(reinterpret_cast<char*>(data), n * (format / 8));
+  // Xlib hands 32-bit items as longs.
+  size_t unit = format == 32 ? sizeof(long) : format / 8;
+  if (actual != None) out.assign(reinterpret_cast<char*>(data), n * unit);
   XFree(data);
   return out;
 }
@@ -84,13 +86,6 @@ Window client_window(Display* d, Window w) {
     w = parent;
   }
   return w;
-}
-
-uint32_t generic_to_specific(uint32_t vk, bool extended) {
-  if (vk == VK_SHIFT) return extended ? VK_RSHIFT : VK_LSHIFT;
-  if (vk == VK_CONTROL) return extended ? VK_RCONTROL : VK_LCONTROL;
-  if (vk == VK_MENU) return extended ? VK_RMENU : VK_LMENU;
-  return vk;
 }
 
 }  // namespace
@@ -125,17 +120,6 @@ std::unique_ptr<x11_platform> x11_platform::open(const char* display_name) {
   {
     std::lock_guard<std::recursive_mutex> g(p->q_lock_);
     p->refresh_keymap_locked();
-    // Keycodes the keymap leaves empty are ours to lend.
-    int min_kc, max_kc, per = 0;
-    XDisplayKeycodes(d, &min_kc, &max_kc);
-    KeySym* syms = XGetKeyboardMapping(d, min_kc, max_kc - min_kc + 1, &per);
-    for (int kc = min_kc; syms && kc <= max_kc; ++kc) {
-      bool empty = true;
-      for (int i = 0; i < per; ++i)
-        if (syms[(kc - min_kc) * per + i] != NoSymbol) empty = false;
-      if (empty) p->spares_.push_back(spare_key{static_cast<uint32_t>(kc)});
-    }
-    if (syms) XFree(syms);
   }
   p->clipboard_ = x11_clipboard::start(display_name);
   p->hotkeys_ = std::make_unique<x11_hotkeys>(display_name);
@@ -159,7 +143,35 @@ x11_platform::~x11_platform() {
 
 // ---- Keymap ----
 
+// Keycodes the keymap leaves empty are ours to lend. A new keymap (setxkbmap) empties the
+// ones we had mapped, so the list is rebuilt with every keymap; a spare that still holds what
+// we put there keeps it.
+void x11_platform::rescan_spares_locked() {
+  std::vector<spare_key> old;
+  old.swap(spares_);
+  int min_kc, max_kc, per = 0;
+  XDisplayKeycodes(q_, &min_kc, &max_kc);
+  KeySym* syms = XGetKeyboardMapping(q_, min_kc, max_kc - min_kc + 1, &per);
+  for (int kc = min_kc; syms && kc <= max_kc; ++kc) {
+    KeySym first = syms[(kc - min_kc) * per];
+    bool empty = true;
+    for (int i = 0; i < per; ++i)
+      if (syms[(kc - min_kc) * per + i] != NoSymbol) empty = false;
+    spare_key s{static_cast<uint32_t>(kc)};
+    bool was_ours = false;
+    for (const spare_key& o : old) {
+      if (o.keycode != s.keycode) continue;
+      s.last_use_us = o.last_use_us;
+      was_ours = o.keysym && o.keysym == first;
+      if (was_ours) s.keysym = o.keysym;
+    }
+    if (empty || was_ours) spares_.push_back(s);
+  }
+  if (syms) XFree(syms);
+}
+
 void x11_platform::refresh_keymap_locked() {
+  rescan_spares_locked();
   // xkbcommon reads the keymap over XCB; a short-lived connection keeps Xlib's out of it.
   xcb_connection_t* c = xcb_connect(DisplayString(q_), nullptr);
   xkb_keymap* km = nullptr;
@@ -179,6 +191,7 @@ void x11_platform::refresh_keymap_locked() {
   else
     tr_ = std::make_unique<x11_translator>(km);
   xkb_keymap_unref(km);
+  key_scan_cache_.clear();
   // The layout and variant names: the fourth and third strings of the rules-names property.
   std::string names = get_property(q_, DefaultRootWindow(q_),
                                    XInternAtom(q_, "_XKB_RULES_NAMES", False), XA_STRING);
@@ -240,15 +253,7 @@ unsigned x11_platform::capabilities() {
   return PLAT_CAP_COMPOSES_DEAD_KEYS | PLAT_CAP_PRIMARY_SELECTION;
 }
 
-plat_thread_id x11_platform::current_thread_id() {
-  plat_queue_create();
-  return plat_queue_thread_id();
-}
 
-bool x11_platform::post_thread_message(plat_thread_id tid, uint32_t msg, uintptr_t wparam,
-                                       intptr_t lparam) {
-  return plat_queue_post(tid, msg, wparam, lparam);
-}
 
 int x11_platform::get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) {
   plat_queue_create();
@@ -276,8 +281,10 @@ bool x11_platform::open_hook_connection() {
   if (hook_dpy_) return hook_tid_ == plat_queue_thread_id();
   Display* d = XOpenDisplay(DisplayString(q_));
   if (!d) return false;
-  int ev, err;
-  if (!XQueryExtension(d, "XInputExtension", &xi_opcode_, &ev, &err)) {
+  int ev, err, major = 2, minor = 2;
+  // Raw events reach the root window without a grab only for clients that announce 2.1+.
+  if (!XQueryExtension(d, "XInputExtension", &xi_opcode_, &ev, &err) ||
+      XIQueryVersion(d, &major, &minor) != Success) {
     XCloseDisplay(d);
     return false;
   }
@@ -316,7 +323,20 @@ bool x11_platform::install_keyboard_hook(plat_key_hook fn, void* user) {
 bool x11_platform::uninstall_keyboard_hook() {
   std::lock_guard<std::mutex> g(hook_lock_);
   kb_hook_ = nullptr;
+  close_hook_connection_if_unused();
   return true;
+}
+
+// With both hooks gone the connection closes, so another thread may install them next.
+void x11_platform::close_hook_connection_if_unused() {
+  if (kb_hook_ || mouse_hook_ || !hook_dpy_ || hook_tid_ != plat_queue_thread_id()) return;
+  tracking_ = false;
+  XCloseDisplay(hook_dpy_);
+  hook_dpy_ = nullptr;
+  hook_tid_ = 0;
+  for (auto& t : tracked_) t = 0;
+  std::lock_guard<std::mutex> g(injected_lock_);
+  injected_.clear();
 }
 
 bool x11_platform::install_mouse_hook(plat_mouse_hook fn, void* user) {
@@ -331,6 +351,7 @@ bool x11_platform::install_mouse_hook(plat_mouse_hook fn, void* user) {
 bool x11_platform::uninstall_mouse_hook() {
   std::lock_guard<std::mutex> g(hook_lock_);
   mouse_hook_ = nullptr;
+  close_hook_connection_if_unused();
   return true;
 }
 
@@ -528,12 +549,17 @@ int16_t x11_platform::vk_key_scan(char32_t ch, plat_layout layout) {
   check_keymap_events_locked();
   if (!tr_) return -1;
   unsigned group = layout ? static_cast<unsigned>(layout - 1) : current_group_locked();
+  // The typing engine asks once per character; searching the keymap costs far more than
+  // the injection itself.
+  auto cached = key_scan_cache_.find({group, ch});
+  if (cached != key_scan_cache_.end()) return cached->second;
   uint32_t keycode = 0;
   int shift = 0;
-  if (!tr_->find_char(ch, group, &keycode, &shift)) return -1;
-  uint32_t vk = vk_of_keycode_[keycode];
-  if (!vk) return -1;
-  return static_cast<int16_t>((shift << 8) | vk);
+  int16_t result = -1;
+  if (tr_->find_char(ch, group, &keycode, &shift) && vk_of_keycode_[keycode])
+    result = static_cast<int16_t>((shift << 8) | vk_of_keycode_[keycode]);
+  key_scan_cache_[{group, ch}] = result;
+  return result;
 }
 
 uint32_t x11_platform::map_virtual_key(uint32_t code, unsigned map_type, plat_layout) {
@@ -548,12 +574,7 @@ uint32_t x11_platform::map_virtual_key(uint32_t code, unsigned map_type, plat_la
     case MAPVK_VSC_TO_VK_EX: {
       uint32_t kc = x11_scan_to_keycode(code & 0xFF, (code & 0xFF00) == 0xE000);
       uint32_t vk = kc ? vk_of_keycode_[kc] : 0;
-      if (map_type == MAPVK_VSC_TO_VK) {
-        if (vk == VK_LSHIFT || vk == VK_RSHIFT) return VK_SHIFT;
-        if (vk == VK_LCONTROL || vk == VK_RCONTROL) return VK_CONTROL;
-        if (vk == VK_LMENU || vk == VK_RMENU) return VK_MENU;
-      }
-      return vk;
+      return map_type == MAPVK_VSC_TO_VK ? plat_generic_vk(vk) : vk;
     }
     case MAPVK_VK_TO_CHAR: {
       uint32_t kc = keycode_for_vk_locked(code, false);
@@ -574,7 +595,7 @@ uint32_t x11_platform::map_virtual_key(uint32_t code, unsigned map_type, plat_la
 // ---- Injection ----
 
 uint32_t x11_platform::keycode_for_vk_locked(uint32_t vk, bool extended) {
-  vk = generic_to_specific(vk, extended);
+  vk = plat_sided_vk(vk, extended);
   for (uint32_t kc = 8; kc < 256; ++kc)
     if (vk_of_keycode_[kc] == vk) return kc;
   for (uint32_t kc = 8; kc < 256; ++kc)

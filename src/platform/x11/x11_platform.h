@@ -21,13 +21,14 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "platform/thread_queue.h"
 
 typedef struct _XDisplay Display;
 class x11_translator;
 class x11_clipboard;
 class x11_hotkeys;
 
-class x11_platform : public platform {
+class x11_platform : public plat_queued_platform {
  public:
   // Connects to the display (null: $DISPLAY); null when that fails or XInputExtension 2, XTEST
   // or XKEYBOARD is missing. Call before any other Xlib or GTK use in the process, because it
@@ -36,9 +37,6 @@ class x11_platform : public platform {
   ~x11_platform() override;
 
   unsigned capabilities() override;
-  plat_thread_id current_thread_id() override;
-  bool post_thread_message(plat_thread_id tid, uint32_t msg, uintptr_t wparam,
-                           intptr_t lparam) override;
   int get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) override;
   void raise_thread_priority() override;
   bool install_keyboard_hook(plat_key_hook fn, void* user) override;
@@ -96,6 +94,7 @@ class x11_platform : public platform {
 
   // All with q_lock_ held.
   void refresh_keymap_locked();
+  void rescan_spares_locked();
   void check_keymap_events_locked();
   uint32_t keycode_for_vk_locked(uint32_t vk, bool extended);
   void fake_key_locked(uint32_t keycode, bool down);
@@ -105,6 +104,7 @@ class x11_platform : public platform {
 
   // Hook thread only.
   bool open_hook_connection();
+  void close_hook_connection_if_unused();  // with hook_lock_ held
   void process_hook_events();
   void handle_raw_key(uint32_t keycode, bool down, uint32_t time);
 
@@ -117,6 +117,7 @@ class x11_platform : public platform {
   uint32_t vk_of_keycode_[256] = {};  // with Num Lock on
   uint32_t vk_of_keycode_nonum_[256] = {};
   std::vector<spare_key> spares_;
+  std::map<std::pair<unsigned, char32_t>, int16_t> key_scan_cache_;  // (group, char) -> result
   char32_t pending_high_surrogate_ = 0;
 
   // Our own XTest key events, oldest first, so the hook can mark them injected.

@@ -32,12 +32,13 @@ constexpr uint32_t EVDEV_NUMLOCK = 69;
 
 bool down(const uint8_t* state, uint32_t vk) { return state[vk] & 0x80; }
 
+// The locale whose compose table applies: the first of LC_ALL, LC_CTYPE and LANG that is set.
 const char* locale_name() {
   for (const char* var : {"LC_ALL", "LC_CTYPE", "LANG"}) {
     const char* v = getenv(var);
-    if (v && *v && g_str_has_suffix(v, "UTF-8")) return v;
+    if (v && *v) return v;
   }
-  return "en_US.UTF-8";
+  return "C";
 }
 
 }  // namespace
@@ -75,8 +76,24 @@ uint32_t x11_keycode_to_vk(xkb_keymap* keymap, xkb_layout_index_t group, uint32_
   if (n == 1 && syms[0] >= XKB_KEY_a && syms[0] <= XKB_KEY_z) return syms[0] - XKB_KEY_a + 'A';
   bool extended = false;
   uint32_t scan = x11_keycode_to_scan(keycode, &extended);
-  if (scan == 0) return 0;
-  return plat_scan_to_vk(layout_name, scan, extended, numlock);
+  if (scan) {
+    if (uint32_t vk = plat_scan_to_vk(layout_name, scan, extended, numlock)) return vk;
+  }
+  // Keymaps also put modifiers on keycodes no keyboard has (the level-3 shift, for one);
+  // tools that look keys up by symbol press those.
+  if (n != 1) return 0;
+  switch (syms[0]) {
+    case XKB_KEY_ISO_Level3_Shift: return VK_RMENU;
+    case XKB_KEY_Shift_L: return VK_LSHIFT;
+    case XKB_KEY_Shift_R: return VK_RSHIFT;
+    case XKB_KEY_Control_L: return VK_LCONTROL;
+    case XKB_KEY_Control_R: return VK_RCONTROL;
+    case XKB_KEY_Alt_L: return VK_LMENU;
+    case XKB_KEY_Alt_R: return VK_RMENU;
+    case XKB_KEY_Super_L: return VK_LWIN;
+    case XKB_KEY_Super_R: return VK_RWIN;
+    default: return 0;
+  }
 }
 
 std::string x11_layout_name(const std::string& layouts, const std::string& variants,
@@ -103,6 +120,11 @@ x11_translator::x11_translator(xkb_keymap* keymap)
   if (!ctx_ || !state_) die();
   compose_table_ =
       xkb_compose_table_new_from_locale(ctx_, locale_name(), XKB_COMPOSE_COMPILE_NO_FLAGS);
+  // "C" and "C.UTF-8" have no table of their own on many systems; applications fall back
+  // to the UTF-8 table in that case, and so do we.
+  if (!compose_table_)
+    compose_table_ =
+        xkb_compose_table_new_from_locale(ctx_, "en_US.UTF-8", XKB_COMPOSE_COMPILE_NO_FLAGS);
   compose_state_ =
       compose_table_ ? xkb_compose_state_new(compose_table_, XKB_COMPOSE_STATE_NO_FLAGS) : nullptr;
 }

@@ -32,7 +32,8 @@ std::string x11_layout_name(const std::string& layouts, const std::string& varia
 class x11_translator {
  public:
   // Takes a reference on the keymap. The compose table comes from the locale (LC_ALL,
-  // LC_CTYPE, LANG, falling back to en_US.UTF-8); dead keys give no characters without it.
+  // LC_CTYPE, LANG; en_US.UTF-8 when that locale has none); dead keys give no characters
+  // without one.
   explicit x11_translator(xkb_keymap* keymap);
   ~x11_translator();
   x11_translator(const x11_translator&) = delete;
