@@ -6,6 +6,7 @@
 
 #include "monitor/matcher.h"
 #include "monitor/mon_internal.h"
+#include "settings/prefs.h"
 #include "settings/settings.h"
 #include "util/intlist.h"
 
@@ -25,14 +26,9 @@ std::mutex hook_temp_disable_lock;
 
 int g_watchdog_count = 0;  // UI thread only
 
-// A thread's queue exists only from its first wait for a message, and an asker that had none
-// creates it while waiting for this very answer: retry for a while instead of losing it.
+// The asker took its id before asking, which readied its queue.
 void reply(uintptr_t asker, uintptr_t result) {
-  if (!asker) return;
-  for (int i = 0; i < 5000; ++i) {
-    if (plat()->post_thread_message(static_cast<plat_thread_id>(asker), WM_MON_RESPONSE, result, 0)) return;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  if (asker) plat()->post_thread_message(static_cast<plat_thread_id>(asker), WM_MON_RESPONSE, result, 0);
 }
 
 void hook_thread_proc() {
@@ -52,7 +48,8 @@ void hook_thread_proc() {
 int ask_hook_thread(uint32_t message) {
   plat_thread_id tid = hook_tid;
   if (!tid || !hookThread) return 0;
-  if (!plat()->post_thread_message(tid, message, plat()->current_thread_id(), 0)) return 0;
+  plat_thread_id me = plat()->current_thread_id();
+  if (!plat()->post_thread_message(tid, message, me, 0)) return 0;
   return mon_hook_thread_get_response();
 }
 
@@ -208,6 +205,9 @@ int mon_uninstall_mouse_hook() {
 }
 
 int mon_start() {
+  // Preferences were loaded before the monitor starts; later loads refresh the cached values.
+  prefs_set_monitor_callbacks(mon_prefs_reloaded, mon_prefs_freed);
+  mon_prefs_reloaded();
   if (!mon_create_hook_thread()) {
     mon_stop(0);
     return 0;

@@ -15,11 +15,11 @@ TEST_F(ClearingTest, AltTabAwayAndBackForgetsTheFirstPiece) {
   type("bt");
   key(VK_LMENU, true);
   tap(VK_TAB);
-  fake.fg = 200;
+  sp.fg = 200;
   key(VK_LMENU, false);
   key(VK_LMENU, true);
   tap(VK_TAB);
-  fake.fg = 100;
+  sp.fg = 100;
   key(VK_LMENU, false);
   type("w");
   EXPECT_EQ(expanded(), strings{});
@@ -35,7 +35,7 @@ TEST_F(ClearingTest, MouseClickInTheSameWindowEmptiesTheBuffer) {
 }
 
 TEST_F(ClearingTest, CtrlTOpensATabOnlyInBrowsers) {
-  fake.classes[100] = "IEFrame";
+  sp.classes[100] = "IEFrame";
   type("bt");
   key(VK_LCONTROL, true);
   tap('T');
@@ -52,7 +52,7 @@ TEST_F(ClearingTest, CtrlTOpensATabOnlyInBrowsers) {
   type("w");
   EXPECT_EQ(expanded(), strings{"by the way"});
 
-  fake.classes[100] = "Editor";
+  sp.classes[100] = "Editor";
   type(" bt");
   key(VK_LCONTROL, true);
   tap('T');
@@ -96,13 +96,13 @@ TEST_F(ClearingTest, KeysTypedDuringAnExpansionAreIgnored) {
 }
 
 TEST(EmptyLibraryTest, NoKeyBufferAndEveryKeyPasses) {
-  fake_platform fake;
-  plat_set(&fake);
+  script_platform sp;
+  plat_set(&sp);
   mon_adjust_key_buffer_size();
   EXPECT_EQ(key_buffer, nullptr);
   plat_key_event ev{WM_KEYDOWN, 'B', 0x30, 0, 0};
   EXPECT_EQ(mon_keyboard_LL_hook_func(ev, nullptr), PLAT_PASS);
-  EXPECT_TRUE(fake.take_recorded().empty());
+  EXPECT_TRUE(sp.take_recorded().empty());
   mon_reset_hook_state();
   plat_set(nullptr);
 }
@@ -116,17 +116,17 @@ TEST_F(ModifierTest, HeldModifiersAreReleasedAndPressedAgainIfStillHeld) {
   ready();
   type("btw");
   key(VK_RSHIFT, true);
-  fake.take_sent();
+  sp.take_sent();
   tap('1');
-  std::vector<fake_platform::sent_key> up = fake.take_sent();
+  std::vector<script_platform::sent_key> up = sp.take_sent();
   ASSERT_EQ(up.size(), 1u);
   EXPECT_EQ(up[0].vk, VK_RSHIFT);
   EXPECT_EQ(up[0].flags, KEYEVENTF_KEYUP | KEYEVENTF_EXTENDEDKEY);  // right Shift is extended
 
   // The system now reports right Shift up (we released it): it is pressed again.
-  fake.set_down(VK_RSHIFT, false);
+  sp.set_down(VK_RSHIFT, false);
   replacements();
-  std::vector<fake_platform::sent_key> again = fake.take_sent();
+  std::vector<script_platform::sent_key> again = sp.take_sent();
   ASSERT_EQ(again.size(), 1u);
   EXPECT_EQ(again[0].vk, VK_RSHIFT);
   EXPECT_EQ(again[0].flags, KEYEVENTF_EXTENDEDKEY);
@@ -135,40 +135,40 @@ TEST_F(ModifierTest, HeldModifiersAreReleasedAndPressedAgainIfStillHeld) {
 TEST_F(ModifierTest, AltIsReleasedBehindATapAndRightAltIsNeverRestored) {
   ready();
   // The user holds right Alt when an abbreviation completes.
-  fake.set_down(VK_RMENU, true);
+  sp.set_down(VK_RMENU, true);
   mon_do_before_replace_preppy();
-  std::vector<fake_platform::sent_key> s = fake.take_sent();
+  std::vector<script_platform::sent_key> s = sp.take_sent();
   ASSERT_EQ(s.size(), 3u);
   EXPECT_EQ(s[0].vk, VK_RMENU);
   EXPECT_EQ(s[1].vk, VK_MENU);
   EXPECT_EQ(s[1].flags, KEYEVENTF_EXTENDEDKEY);
   EXPECT_EQ(s[2].flags, KEYEVENTF_EXTENDEDKEY | KEYEVENTF_KEYUP);
-  fake.set_down(VK_RMENU, false);
+  sp.set_down(VK_RMENU, false);
   mon_restore_all_keyupd_modifiers();
-  EXPECT_TRUE(fake.take_sent().empty());
+  EXPECT_TRUE(sp.take_sent().empty());
   mon_hook_set_temp_disable(0);
 }
 
 TEST_F(ModifierTest, CapsLockComesBackUnlessTheUserPressedIt) {
   ready();
   for (int user_presses : {0, 1}) {
-    fake.caps_lock_on = true;
+    sp.caps_lock_on = true;
     mon_hook_set_temp_disable(1);
     mon_caps_lock_preppy();
-    std::vector<fake_platform::sent_key> off = fake.take_sent();
+    std::vector<script_platform::sent_key> off = sp.take_sent();
     ASSERT_EQ(off.size(), 2u);
     EXPECT_EQ(off[0].vk, VK_CAPITAL);
-    fake.caps_lock_on = false;
+    sp.caps_lock_on = false;
     // Our own two events come back through the hook while temp-disabled.
     key(VK_CAPITAL, true);
-    fake.caps_lock_on = false;
+    sp.caps_lock_on = false;
     key(VK_CAPITAL, false);
     for (int i = 0; i < user_presses; ++i) {
       key(VK_CAPITAL, true);
-      fake.caps_lock_on = false;
+      sp.caps_lock_on = false;
     }
     mon_handle_hook_thread_message(plat_msg{WM_MON_RESTORE_CAPS_LOCK, 0, 0});
-    EXPECT_EQ(fake.take_sent().size(), user_presses ? 0u : 2u) << user_presses;
+    EXPECT_EQ(sp.take_sent().size(), user_presses ? 0u : 2u) << user_presses;
   }
   mon_hook_set_temp_disable(0);
 }
@@ -180,9 +180,9 @@ TEST_F(ModifierTest, DeadKeyIsHeldBackAndReplayedWhereKeysCanBeSwallowed) {
   ready();
   type("caf");
   EXPECT_EQ(tap(VK_OEM_3), PLAT_SWALLOW);
-  fake.take_sent();
+  sp.take_sent();
   EXPECT_EQ(tap('E'), PLAT_SWALLOW);
-  std::vector<fake_platform::sent_key> s = fake.take_sent();
+  std::vector<script_platform::sent_key> s = sp.take_sent();
   // dead key down and up, then the letter down and up
   ASSERT_EQ(s.size(), 4u);
   EXPECT_EQ(s[0].vk, VK_OEM_3);
@@ -196,13 +196,13 @@ TEST_F(ModifierTest, DeadKeyIsHeldBackAndReplayedWhereKeysCanBeSwallowed) {
 }
 
 TEST_F(ModifierTest, ComposingBackendPassesTheDeadKey) {
-  fake.caps = PLAT_CAP_COMPOSES_DEAD_KEYS;
+  sp.caps = PLAT_CAP_COMPOSES_DEAD_KEYS;
   add(top, "caf\xC3\xA8", "coffee");
   ready();
   type("caf");
   EXPECT_EQ(tap(VK_OEM_3), PLAT_PASS);
   EXPECT_EQ(tap('E'), PLAT_PASS);
-  EXPECT_TRUE(fake.take_sent().empty());
+  EXPECT_TRUE(sp.take_sent().empty());
   EXPECT_EQ(expanded(), strings{"coffee"});
 }
 
@@ -251,11 +251,11 @@ TEST_F(IIModeTest, EscapeAndWindowChangeEndTheFieldAbruptly) {
   mon_enable_ii_mode();
   setting_set_int("cont_window_changed", 1);
   type("a");
-  fake.fg = 300;
+  sp.fg = 300;
   type("b");
   EXPECT_EQ(mon_get_ii_ended_abruptly(), 0);
   setting_set_int("cont_window_changed", 0);
-  fake.fg = 100;
+  sp.fg = 100;
   type("c");
   EXPECT_EQ(mon_get_ii_ended_abruptly(), 1);
 }
@@ -326,8 +326,8 @@ TEST_F(TooltipTest, NoCaretNoTooltipWhenAsked) {
   ASSERT_EQ(timers.size(), 2u);
   timers[0].fire(timers[0].id);
   EXPECT_TRUE(shown.empty());
-  fake.caret_ok = true;
-  fake.caret = {10, 20, 12, 36};
+  sp.caret_ok = true;
+  sp.caret = {10, 20, 12, 36};
   type(" ");
   expanded();
   type("cya");

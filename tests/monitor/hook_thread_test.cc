@@ -79,10 +79,10 @@ class HookThreadTest : public MonTest {
     for (char c : text) {
       uint32_t vk = c == ' ' ? VK_SPACE : static_cast<uint32_t>(c - 32);
       plat_key_event ev{WM_KEYDOWN, vk, vk, 0, 0};
-      fake.deliver_key(ev);
+      sp.deliver_key(ev);
       ev.msg = WM_KEYUP;
       ev.flags = LLKHF_UP;
-      fake.deliver_key(ev);
+      sp.deliver_key(ev);
     }
   }
 };
@@ -90,7 +90,7 @@ class HookThreadTest : public MonTest {
 TEST_F(HookThreadTest, TypedAbbreviationTravelsToTheReplacementAndTypingResumes) {
   ASSERT_EQ(mon_start(), 1);
   EXPECT_EQ(mon_installed_hooks(), 3u);
-  EXPECT_TRUE(fake.hook_installed());
+  EXPECT_TRUE(sp.hook_installed());
 
   user_types("btw");
   ASSERT_TRUE(stub.wait_for(1));
@@ -108,21 +108,21 @@ TEST_F(HookThreadTest, TypedAbbreviationTravelsToTheReplacementAndTypingResumes)
 
   EXPECT_EQ(mon_stop(0), 1);
   EXPECT_EQ(mon_installed_hooks(), 0u);
-  EXPECT_FALSE(fake.hook_installed());
+  EXPECT_FALSE(sp.hook_installed());
   EXPECT_EQ(mon_hook_thread_id(), 0u);
   abbr_free_folder_list(ABBR_SANDBOX_LIST);
 }
 
 TEST_F(HookThreadTest, WatchdogReinstallsHooksAfterLongSilence) {
   ASSERT_EQ(mon_start(), 1);
-  int installs = fake.key_hook_installs;
+  int installs = sp.key_hook_installs;
   for (int i = 0; i < 60; ++i) check_if_hooks_need_to_be_reinstalled_timeout_callback();
   // A key resets the count: the next call sees it, then 69 calls without one reinstall.
   user_types("x");
   for (int i = 0; i < 69; ++i) check_if_hooks_need_to_be_reinstalled_timeout_callback();
-  EXPECT_EQ(fake.key_hook_installs, installs);
+  EXPECT_EQ(sp.key_hook_installs, installs);
   check_if_hooks_need_to_be_reinstalled_timeout_callback();
-  EXPECT_EQ(fake.key_hook_installs, installs + 1);
+  EXPECT_EQ(sp.key_hook_installs, installs + 1);
   EXPECT_EQ(mon_installed_hooks(), 3u);
   EXPECT_EQ(mon_stop(0), 1);
 }

@@ -173,7 +173,7 @@ TEST_F(TriggerTest, TriggerKeyIsSwallowedWhereTheSystemAllows) {
 }
 
 TEST_F(TriggerTest, WithoutSwallowingTheTypedDelimiterIsErasedToo) {
-  fake.caps = 0;  // X11: every key reaches the application
+  sp.caps = 0;  // X11: every key reaches the application
   add(top, "btw", "by the way", ABBR_TRIGGER_WORD_END);
   add(top, "cya", "see you", ABBR_TRIGGER_TRIGGER_KEY);
   ready();

@@ -1,4 +1,4 @@
-// Common set-up of the monitor tests: the fake window system, a library built in the test,
+// Common set-up of the monitor tests: a scripted window system, a library built in the test,
 // preferences set by hand, a user who types, and a stand-in for the replacement thread that
 // takes each request and sends the clean-up messages back as the real one does.
 #pragma once
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "fake_platform.h"
+#include "script_platform.h"
 #include "library/abbr.h"
 #include "monitor/matcher.h"
 #include "monitor/mon.h"
@@ -26,12 +26,12 @@ struct seen_request {
 class MonTest : public ::testing::Test {
  protected:
   static constexpr plat_thread_id kKeysim = 900000;
-  fake_platform fake;
+  script_platform sp;
   abbr_folder* top = nullptr;
 
   void SetUp() override {
-    plat_set(&fake);
-    fake.sinks.push_back(kKeysim);
+    plat_set(&sp);
+    sp.sinks.push_back(kKeysim);
     mon_set_keysim_thread(kKeysim);
     setting_set("trigger_hotkey", "17");
     setting_set("delim_chars", ",.?!()<>[]{}:;\"/\\-' \n\t");
@@ -84,8 +84,8 @@ class MonTest : public ::testing::Test {
   // ---- The user ----
 
   plat_verdict key(uint32_t vk, bool down) {
-    bool alt = fake.down_keys[VK_LMENU] || fake.down_keys[VK_RMENU];
-    bool ctrl = fake.down_keys[VK_LCONTROL] || fake.down_keys[VK_RCONTROL];
+    bool alt = sp.down_keys[VK_LMENU] || sp.down_keys[VK_RMENU];
+    bool ctrl = sp.down_keys[VK_LCONTROL] || sp.down_keys[VK_RCONTROL];
     plat_key_event ev{};
     ev.vk = vk;
     ev.scan = vk + 0x100;
@@ -94,7 +94,7 @@ class MonTest : public ::testing::Test {
     ev.flags = down ? 0 : LLKHF_UP;
     // The hook sees the key state from before its own event, as on Windows.
     plat_verdict v = mon_keyboard_LL_hook_func(ev, nullptr);
-    fake.set_down(vk, down);
+    sp.set_down(vk, down);
     return v;
   }
   plat_verdict tap(uint32_t vk) {
@@ -110,7 +110,7 @@ class MonTest : public ::testing::Test {
       bool shift = false;
       for (uint32_t k = 0; k < 256 && !vk; ++k)
         for (int s = 0; s < 2 && !vk; ++s)
-          if (fake_platform::us_char(k, s, false) == std::string(1, c)) {
+          if (script_platform::us_char(k, s, false) == std::string(1, c)) {
             vk = k;
             shift = s;
           }
@@ -130,7 +130,7 @@ class MonTest : public ::testing::Test {
   // Takes every request handed over since the last call and finishes it.
   std::vector<seen_request> replacements() {
     std::vector<seen_request> out;
-    for (const fake_platform::posted& p : fake.take_recorded()) {
+    for (const script_platform::posted& p : sp.take_recorded()) {
       if (p.tid != kKeysim || p.msg.message != WM_KEYSIM_REPLACE) continue;
       EXPECT_EQ(p.msg.lparam, 1);
       auto** slot = reinterpret_cast<typed_abbrev_info**>(p.msg.wparam);

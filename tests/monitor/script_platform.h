@@ -1,6 +1,8 @@
-// A scriptable stand-in for the window system, for the monitor's tests: a US keyboard with one
-// dead key (grave on the ` key), per-thread message queues, hooks that run inside the hook
-// thread's get_message, and a record of every injected key and posted message.
+// A small scripted window system for the monitor's tests: a US keyboard with one dead key
+// (grave on the ` key), per-thread message queues, hooks that run inside the hook thread's
+// get_message, and a record of every injected key and of the messages posted to the
+// replacement thread. Unlike the shared fake backend it lets a test set key states directly and
+// call the hook without a queue, which the step-by-step hook tests rely on.
 #pragma once
 
 #include <glib.h>
@@ -17,7 +19,7 @@
 
 #include "platform/platform.h"
 
-class fake_platform : public platform {
+class script_platform : public platform {
  public:
   struct sent_key {
     uint32_t vk, scan, flags;
@@ -83,9 +85,12 @@ class fake_platform : public platform {
   // ---- platform ----
 
   unsigned capabilities() override { return caps; }
+  // Readies the calling thread's queue, as the contract says.
   plat_thread_id current_thread_id() override {
     static std::atomic<plat_thread_id> next{1};
     thread_local plat_thread_id id = next++;
+    std::lock_guard<std::mutex> g(lock);
+    queues[id];
     return id;
   }
   bool post_thread_message(plat_thread_id tid, uint32_t msg, uintptr_t wp, intptr_t lp) override {
@@ -139,9 +144,10 @@ class fake_platform : public platform {
   }
   void raise_thread_priority() override {}
   bool install_keyboard_hook(plat_key_hook fn, void*) override {
+    plat_thread_id me = current_thread_id();
     std::lock_guard<std::mutex> g(lock);
     key_hook = fn;
-    hook_owner = current_thread_id();
+    hook_owner = me;
     ++key_hook_installs;
     return true;
   }
