@@ -90,8 +90,11 @@ void clipboard_buf_paste(int reset, const typed_abbrev_info* tai) {
   if (tai && tai->capitalise == 1) text = keysim_upcase_first_char(text);
 
   bool primary = false;
-  if (plat()->capabilities() & PLAT_CAP_PRIMARY_SELECTION)
+  if (plat()->capabilities() & PLAT_CAP_PRIMARY_SELECTION) {
     primary = clipboard_class_pastes_primary(plat()->window_class(plat()->foreground_window(), 260));
+    // Systems with selections end lines with LF alone; a CR would paste as a second line break.
+    text = substitute_str(text, "\r\n", "\n", true, false);
+  }
   unsigned selections = primary ? (PLAT_SEL_CLIPBOARD | PLAT_SEL_PRIMARY) : PLAT_SEL_CLIPBOARD;
   if (!plat()->clipboard_set_text(text, selections, CLIPBOARD_ATTEMPTS, CLIPBOARD_INTERVAL_MS)) {
     if (reset) clipboard_buf.clear();

@@ -16,7 +16,9 @@
 
 std::atomic<plat_thread_id> g_keysim_tid{0};
 std::atomic<int> g_expanding_right_now{0};
-int g_keysim_om = 0;
+std::atomic<int> g_keysim_om{0};
+
+int keysim_get_output_method() { return g_keysim_om; }
 int g_ctrl_down = 0, g_alt_down = 0, g_altgr_down = 0, g_shift_down = 0;
 int g_pause_for_extended_keys = 0;
 
@@ -260,7 +262,7 @@ void keysim_replace_typed_abbreviation_preppy_keysim_thread() {
 }
 
 void keysim_do_after_replace_cleanup() {
-  plat_thread_id hook = mon_get_hook_tid();
+  plat_thread_id hook = mon_hook_thread_id();
   plat()->post_thread_message(hook, WM_MON_CLEAR_KEY_BUFFER, 0, 0);
   plat()->post_thread_message(hook, WM_MON_RESTORE_MODIFIERS, 0, 0);
   if (g_keysim_om == 0) plat()->post_thread_message(hook, WM_MON_RESTORE_CAPS_LOCK, 0, 0);
@@ -389,7 +391,7 @@ int keysim_simutype_text(const std::string& text, plat_window target, int* curso
       result = 0;
       break;
     }
-    bool tail = back > 0 && i >= size - static_cast<size_t>(back);
+    bool tail = back > 0 && static_cast<long>(i) >= static_cast<long>(size) - back;
     if (!literal && text[i] == '%' && i + 1 < size && text[i + 1] == '(') {
       int typed = 0, macro_len = 0;
       int r = keysim_handle_this_macro(text, i, layout, target, &typed, &macro_len);

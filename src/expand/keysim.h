@@ -24,7 +24,10 @@
 
 extern std::atomic<plat_thread_id> g_keysim_tid;  // the keysim thread's id, 0 when none
 extern std::atomic<int> g_expanding_right_now;    // 1 from the start of a replacement to its end
-extern int g_keysim_om;  // output method of the expansion in progress: 0 typing, 1 clipboard
+// Output method of the expansion in progress: 0 typing, 1 clipboard. Written by the keysim
+// thread; the monitor reads it.
+extern std::atomic<int> g_keysim_om;
+int keysim_get_output_method();
 // 1 while a KeyDown macro holds that modifier; reset at the start of every typing run.
 extern int g_ctrl_down, g_alt_down, g_altgr_down, g_shift_down;
 // When 1, key macros wait 75 ms after each key event. Always 0 once erasing has finished.
@@ -160,7 +163,7 @@ const keysim_key_name& keysim_key_table_row(int i);
 // unnamed field.
 int keysim_handle_interactive_input(const std::string& name, plat_window target);
 // Monitor thread, while a field is open: a character or a Backspace the user typed.
-void keysim_user_typed_char_in_ii(const std::string& utf8_char);
+void keysim_user_typed_char_in_ii(const char* utf8_char);
 void keysim_user_typed_backspace_in_ii();
 // What the user has typed into the open field so far.
 std::string keysim_get_user_typed_ii();

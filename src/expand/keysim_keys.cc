@@ -429,9 +429,9 @@ int keysim_handle_this_macro(const std::string& text, size_t offset, plat_layout
 
 // ---- Interactive input ----
 
-void keysim_user_typed_char_in_ii(const std::string& utf8_char) {
-  if (utf8_char.empty()) return;
-  gunichar ch = g_utf8_get_char_validated(utf8_char.c_str(), static_cast<gssize>(utf8_char.size()));
+void keysim_user_typed_char_in_ii(const char* utf8_char) {
+  if (!utf8_char || !*utf8_char) return;
+  gunichar ch = g_utf8_get_char_validated(utf8_char, -1);
   if (ch == static_cast<gunichar>(-1) || ch == static_cast<gunichar>(-2)) return;
   std::lock_guard<std::mutex> g(ii_lock);
   if (ch == '\r' || ch == '\n')

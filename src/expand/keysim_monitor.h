@@ -9,8 +9,8 @@
 
 #include "platform/platform.h"
 
-// The hook thread's id (`hook_tid`), where the after-replacement messages go; 0 when none.
-plat_thread_id mon_get_hook_tid();
+// The hook thread's id, where the after-replacement messages go; 0 when none.
+plat_thread_id mon_hook_thread_id();
 // The window in which the abbreviation was typed (`g_typed_hwnd`, read under its lock).
 plat_window mon_get_typed_hwnd();
 // Before typing: if Caps Lock is on, remember that and switch it off with a Caps Lock press.

@@ -11,7 +11,7 @@ fake_monitor state;
 fake_monitor& fake_mon() { return state; }
 void fake_monitor_reset() { state = fake_monitor{}; }
 
-plat_thread_id mon_get_hook_tid() { return state.hook_tid; }
+plat_thread_id mon_hook_thread_id() { return state.hook_tid; }
 plat_window mon_get_typed_hwnd() { return state.typed_hwnd; }
 void mon_caps_lock_preppy() {
   state.caps_preppy_calls++;

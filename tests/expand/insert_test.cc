@@ -91,19 +91,6 @@ TEST_F(InsertTest, EscapedDateMacros) {
   EXPECT_EQ(dates("%%(AddDays 1)%(Day)"), "%%(AddDays 1)10");
 }
 
-TEST_F(InsertTest, AdjustTmNormalises) {
-  struct tm t = make_tm(2023, 12, 31, 23, 59, 59);
-  adjust_tm(&t, 0, 0, 0, 0, 0, 1);
-  EXPECT_EQ(t.tm_year + 1900, 2024);
-  EXPECT_EQ(t.tm_mon, 0);
-  EXPECT_EQ(t.tm_mday, 1);
-  EXPECT_EQ(t.tm_hour, 0);
-  t = make_tm(2024, 3, 31, 12, 0, 0);
-  adjust_tm(&t, 0, -1, 0, 0, 0, 0);  // 31 February rolls over
-  EXPECT_EQ(t.tm_mon, 2);
-  EXPECT_EQ(t.tm_mday, 2);
-}
-
 TEST_F(InsertTest, CursorMarker) {
   int back = -1;
   EXPECT_EQ(insertion_macros_execute("x%(cursor)yz", 0, &back, nullptr), "xyz");
@@ -189,16 +176,6 @@ TEST(TextExpanderForms, FromOurs) {
             "%fill%%fill%%snippet:x%%key:esc%%|%w");
   const char* te = "%fill:a% %snippet:b% %@+2Y%@-3s %1m/%e/%y %A %p %1S %key:tab% %clipboard %>";
   EXPECT_EQ(tolmek_macros_to_te_macros(te_macros_to_tolmek_macros(te)), te);
-}
-
-TEST(TextExpanderForms, DateMathExtract) {
-  auto found = date_math_string_extract("a%@+12Db%@+xD%@+7D", "%@+", "D", true);
-  ASSERT_EQ(found.size(), 2u);
-  EXPECT_EQ(found[0].offset, 1u);
-  EXPECT_EQ(found[0].length, 6u);
-  EXPECT_EQ(found[0].number, "12");
-  EXPECT_EQ(found[1].number, "7");
-  EXPECT_EQ(date_math_string_extract("%(adddays  9)", "%(AddDays", ")", false).at(0).number, "9");
 }
 
 }  // namespace

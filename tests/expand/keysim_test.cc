@@ -314,6 +314,48 @@ TEST_F(KeysimTest, InputFieldAbandonedStopsTyping) {
   EXPECT_EQ(fake_mon().calls, (std::vector<std::string>{"caps", "enable_ii", "disable_ii"}));
 }
 
+TEST_F(KeysimTest, InputFieldOutcomes) {
+  // The user's first key only unselected the placeholder: it stays in the text.
+  fake_mon().on_field_open = [] {
+    fake_mon().n_chars = 2;
+    fake_mon().unselect_first = 1;
+    fake_mon().continue_pressed = 1;
+  };
+  int typed = 0, len = 0;
+  keysim_handle_this_macro("%(Fill who)", 0, 0, EDITOR, &typed, &len);
+  EXPECT_EQ(typed, 5);
+  EXPECT_EQ(len, 11);
+  // Leaving the window keeps what a named field got and abandons the expansion.
+  keysim_free_ii_state();
+  fake_mon().on_field_open = [this] {
+    keysim_user_typed_char_in_ii("x");
+    keysim_user_typed_char_in_ii("y");
+    keysim_user_typed_backspace_in_ii();
+    keysim_user_typed_char_in_ii("\r");
+    fake_.set_foreground(OTHER);
+  };
+  EXPECT_EQ(keysim_handle_interactive_input("who", EDITOR), -1);
+  EXPECT_EQ(std::string(__setting_get(g_input_vars, "who")), "x\n");
+  fake_.set_foreground(EDITOR);
+  EXPECT_EQ(keysim_handle_interactive_input("", EDITOR), -1);
+  EXPECT_EQ(fake_mon().calls.back(), "disable_ii");
+}
+
+TEST_F(KeysimTest, PostedCharactersForWindowsThatIgnoreKeys) {
+  fake_.add_window(8, "maxthon2_frame", "Maxthon");
+  fake_.set_foreground(8);
+  fake_.clear_records();
+  int back = 0;
+  keysim_simutype_text("A\nb", 8, &back, 0, 0, 0, nullptr);
+  std::u32string posted;
+  for (const fake_record& r : fake_.records()) {
+    EXPECT_EQ(r.kind, fake_record::POST_CHAR);
+    posted += r.ch;
+  }
+  EXPECT_EQ(posted, U"A\rb");
+  EXPECT_EQ(sleeps, std::vector<int>{100});
+}
+
 TEST_F(KeysimTest, LaunchMacro) {
   type("%(Launch \"/opt/a (b)/run\" -params \"my file\" -show-maximized -run-in)x");
   std::vector<fake_record> launches;
@@ -413,8 +455,9 @@ TEST_F(ClipboardOutputTest, CapitalisedAndTerminalPaste) {
   tai.capitalise = 1;
   int back = 0;
   fake_.clear_records();
-  keysim_simutype_text("élan", TERMINAL, &back, 1, 0, 0, &tai);
-  EXPECT_EQ(pastes(), "set:Élan 16d 45dx 45ux 16u");
+  keysim_simutype_text("élan\nx", TERMINAL, &back, 1, 0, 0, &tai);
+  // Where there are selections, lines end with LF alone.
+  EXPECT_EQ(pastes(), "set:Élan\nx 16d 45dx 45ux 16u");
   EXPECT_EQ(fake_.records()[0].selections, PLAT_SEL_CLIPBOARD | PLAT_SEL_PRIMARY);
   EXPECT_TRUE(clipboard_class_pastes_primary("URxvt"));
   EXPECT_TRUE(clipboard_class_pastes_primary("Gnome-terminal"));
