@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "expand/keysim.h"
-#include "expand/keysim_monitor.h"
 #include "library/abbr.h"
 #include "library/abbr_file.h"
 #include "monitor/mon.h"
@@ -22,7 +21,6 @@ void destroy_keysim() {
   keysim_destroy_thread();
   keysim_wait_thread_ended();
 }
-void typed_char_in_ii(const char* utf8) { keysim_user_typed_char_in_ii(utf8); }
 int output_method() { return g_keysim_om; }
 
 void tooltip_show(abbr_abbrev* a, const std::string& typed, int x, int y) {
@@ -62,10 +60,6 @@ void exit_process(int code) {
 
 }  // namespace
 
-// The replacement thread asks for the hook thread under this name (expand/keysim_monitor.h);
-// the monitor calls it mon_hook_thread_id.
-plat_thread_id mon_get_hook_tid() { return mon_hook_thread_id(); }
-
 bool app_engine_open_platform() {
   g_backend = x11_platform::open(nullptr);
   if (!g_backend) return false;
@@ -83,7 +77,7 @@ void app_engine_wire(core_app_ops* ops) {
   mon_callbacks cb;
   cb.keysim_create_thread = create_keysim;
   cb.keysim_destroy_thread = destroy_keysim;
-  cb.keysim_user_typed_char_in_ii = typed_char_in_ii;
+  cb.keysim_user_typed_char_in_ii = keysim_user_typed_char_in_ii;
   cb.keysim_user_typed_backspace_in_ii = keysim_user_typed_backspace_in_ii;
   cb.keysim_output_method = output_method;
   cb.in_tray_menu = systray_in_menu;

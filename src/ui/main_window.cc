@@ -258,6 +258,12 @@ void main_window_reload() {
   if (keep && abbr_folder_from_uid(abbr_folder_list(ABBR_SANDBOX_LIST), keep, nullptr)) {
     show_folder(keep);
   } else if (gtk_tree_model_get_iter_first(GTK_TREE_MODEL(mainWin->folders), &it)) {
+    // An empty top folder with folders below it (the example set on first run): show the
+    // first of those, so that there is something to see.
+    abbr_folder* top = abbr_get_absolute_parent_folder(ABBR_SANDBOX_LIST);
+    GtkTreeIter child;
+    if (top && !top->abbrevs && gtk_tree_model_iter_children(GTK_TREE_MODEL(mainWin->folders), &child, &it))
+      it = child;
     gtk_tree_selection_select_iter(sel, &it);
   }
 }
