@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
+#include <functional>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -37,6 +39,13 @@ unsigned long visible_main_window() {
   return out.empty() ? 0 : std::stoul(out.substr(0, out.find('\n')));
 }
 
+// The main window, shown by a second start when it is hidden.
+unsigned long main_window_brought_up() {
+  if (unsigned long w = visible_main_window()) return w;
+  g_s->run({QX_APP_EXE});
+  return visible_main_window();
+}
+
 // Types one line into xterm (whose `cat` appends it to a file once Return arrives) and gives
 // back what the line became. `keys` are xdotool key names pressed after the text.
 std::string xterm_line(const std::string& text, const std::vector<std::string>& keys = {}, int delay_ms = 40) {
@@ -64,7 +73,18 @@ class AppE2E : public ::testing::Test {
   static void SetUpTestSuite() {
     g_s = new x_session;
     if (!g_s->ok()) return;
-    g_app = g_s->spawn({QX_APP_EXE, "--systray"});
+    // The user asked for previews of abbreviations that wait for the trigger key.
+    std::string prefs = g_s->dir() + "/config/quiverex/preferences.lt";
+    std::filesystem::create_directories(g_s->dir() + "/config/quiverex");
+    std::ofstream(prefs) << "\"show_tooltips\"=\"1\"\n\"show_tooltips_trigger\"=\"1\"\n";
+    // A session bus and an XEmbed tray: without a StatusNotifier host on the bus the tray
+    // icon falls back to a classic tray icon, which docks into the panel.
+    std::string bus = "unix:path=" + g_s->dir() + "/bus";
+    g_s->spawn({"dbus-daemon", "--session", "--nofork", "--address=" + bus});
+    g_s->spawn({"trayer", "--edge", "bottom", "--align", "right", "--widthtype", "pixel", "--width", "100",
+                "--height", "32"});
+    wait_until([] { return access((g_s->dir() + "/bus").c_str(), F_OK) == 0; }, 5000);
+    g_app = g_s->spawn({"env", "DBUS_SESSION_BUS_ADDRESS=" + bus, QX_APP_EXE, "--systray"});
   }
   static void TearDownTestSuite() {
     delete g_s;
@@ -127,6 +147,20 @@ TEST_F(AppE2E, ExampleAbbreviationsExpandInTheGtkEditor) {
   EXPECT_EQ(got, want);
 }
 
+TEST_F(AppE2E, AWaitingAbbreviationShowsItsPreviewUntilItExpands) {
+  auto preview_visible = [] {
+    return !g_s->run({"xdotool", "search", "--onlyvisible", "--name", "^Quiverex preview$"}).empty();
+  };
+  g_s->activate(g_s->xterm_window());
+  EXPECT_FALSE(preview_visible());
+  g_s->run({"xdotool", "type", "--delay", "40", "omw"});
+  EXPECT_TRUE(wait_until(preview_visible, 2000));
+  g_s->run({"xdotool", "key", "ctrl"});
+  EXPECT_TRUE(wait_until([&] { return !preview_visible(); }, 2000));
+  std::this_thread::sleep_for(milliseconds(500));
+  g_s->run({"xdotool", "key", "Return"});
+}
+
 TEST_F(AppE2E, ImportThroughASecondStartReachesTheFirst) {
   std::string file = g_s->dir() + "/team.tmk";
   std::ofstream(file) << "<Quiverex n=\"t\"><a a=\"qximp\" e=\"imported text\" c=\"0\" t=\"3\"/></Quiverex>";
@@ -140,11 +174,7 @@ TEST_F(AppE2E, ImportThroughASecondStartReachesTheFirst) {
 }
 
 TEST_F(AppE2E, SwitchingOffStopsExpansion) {
-  unsigned long w = visible_main_window();
-  if (!w) {
-    g_s->run({QX_APP_EXE});
-    w = visible_main_window();
-  }
+  unsigned long w = main_window_brought_up();
   ASSERT_NE(w, 0u);
   // The window's switch, reached by its mnemonic.
   g_s->activate(w);
@@ -155,6 +185,30 @@ TEST_F(AppE2E, SwitchingOffStopsExpansion) {
   g_s->run({"xdotool", "key", "alt+e", "space"});
   std::this_thread::sleep_for(milliseconds(300));
   EXPECT_EQ(xterm_line("on btw "), "on by the way ");
+}
+
+unsigned long tray_icon(const std::string& tooltip) {
+  std::string out = g_s->run({"xdotool", "search", "--name", "^" + tooltip + "$"});
+  return out.empty() ? 0 : std::stoul(out.substr(0, out.find('\n')));
+}
+
+// Right click on the tray icon, then the menu's first item, "Enabled".
+void toggle_from_tray(unsigned long icon) {
+  g_s->run({"xdotool", "mousemove", "--window", std::to_string(icon), "8", "8", "click", "3"});
+  std::this_thread::sleep_for(milliseconds(400));
+  g_s->run({"xdotool", "key", "Down", "Return"});
+  std::this_thread::sleep_for(milliseconds(300));
+}
+
+TEST_F(AppE2E, DisablingFromTheTrayStopsExpansion) {
+  unsigned long icon = 0;
+  ASSERT_TRUE(wait_until([&] { return (icon = tray_icon("Quiverex - enabled")) != 0; }, 5000));
+  toggle_from_tray(icon);
+  EXPECT_TRUE(wait_until([] { return tray_icon("Quiverex - disabled") != 0; }, 3000));
+  EXPECT_EQ(xterm_line("tray off btw "), "tray off btw ");
+  toggle_from_tray(icon);
+  EXPECT_TRUE(wait_until([] { return tray_icon("Quiverex - enabled") != 0; }, 3000));
+  EXPECT_EQ(xterm_line("tray on btw "), "tray on by the way ");
 }
 
 // 200 words of prose holding 20 abbreviations, typed at 80 ms per key.
@@ -182,11 +236,7 @@ TEST_F(AppE2E, FastProseEndsWithExactlyTheExpectedText) {
 TEST_F(AppE2E, QuittingSavesThePreferences) {
   std::string prefs = config_dir() + "/preferences.lt";
   unlink(prefs.c_str());
-  unsigned long w = visible_main_window();
-  if (!w) {
-    g_s->run({QX_APP_EXE});
-    w = visible_main_window();
-  }
+  unsigned long w = main_window_brought_up();
   ASSERT_NE(w, 0u);
   g_s->activate(w);
   g_s->run({"xdotool", "key", "ctrl+q"});
