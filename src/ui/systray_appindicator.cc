@@ -1,13 +1,27 @@
+#include <gio/gio.h>
 #include <libayatana-appindicator/app-indicator.h>
 
 #include "ui/systray_backend.h"
 #include "util/strutil.h"
 
 namespace {
-AppIndicator* g_indicator = nullptr;  // (owned) UI thread
+AppIndicator* g_indicator = nullptr;  // (owned) UI thread; null when the status icon is used
+
+// The indicator talks to the desktop over the session bus; without one it has nobody to talk
+// to (and the library misbehaves), so the classic tray icon is used instead.
+bool session_bus_reachable() {
+  GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+  if (!bus) return false;
+  g_object_unref(bus);
+  return true;
 }
+}  // namespace
 
 void systray_backend_create(GtkWidget* menu, const std::string& icon) {
+  if (!session_bus_reachable()) {
+    statusicon_create(menu, icon);
+    return;
+  }
   // A file path is given as a folder to search and the icon's name in it.
   std::string name = icon;
   if (icon.find('/') != std::string::npos) {
@@ -22,16 +36,24 @@ void systray_backend_create(GtkWidget* menu, const std::string& icon) {
 
 void systray_backend_set_tooltip(const std::string& text) {
   // StatusNotifier hosts show the title where a tray would show a tooltip.
-  if (g_indicator) app_indicator_set_title(g_indicator, text.c_str());
+  if (g_indicator)
+    app_indicator_set_title(g_indicator, text.c_str());
+  else
+    statusicon_set_tooltip(text);
 }
 
 void systray_backend_set_visible(bool visible) {
   if (g_indicator)
     app_indicator_set_status(g_indicator, visible ? APP_INDICATOR_STATUS_ACTIVE : APP_INDICATOR_STATUS_PASSIVE);
+  else
+    statusicon_set_visible(visible);
 }
 
 void systray_backend_destroy() {
-  if (!g_indicator) return;
+  if (!g_indicator) {
+    statusicon_destroy();
+    return;
+  }
   app_indicator_set_status(g_indicator, APP_INDICATOR_STATUS_PASSIVE);
   g_object_unref(g_indicator);
   g_indicator = nullptr;

@@ -1,6 +1,7 @@
-// The tray icon itself: a StatusNotifier item where libayatana-appindicator is built in
-// (systray_appindicator.cc), otherwise a GtkStatusIcon (systray_statusicon.cc). systray.cc
-// owns the menu and the state. UI thread only.
+// The tray icon itself. With libayatana-appindicator built in and a session bus to reach, a
+// StatusNotifier item (systray_appindicator.cc); otherwise a GtkStatusIcon for XEmbed trays
+// (systray_statusicon.cc, which systray_plain.cc uses alone when the library is not built
+// in). systray.cc owns the menu and the state. UI thread only.
 #pragma once
 
 #include <gtk/gtk.h>
@@ -12,3 +13,9 @@ void systray_backend_create(GtkWidget* menu, const std::string& icon);
 void systray_backend_set_tooltip(const std::string& text);
 void systray_backend_set_visible(bool visible);
 void systray_backend_destroy();
+
+// The same for the GtkStatusIcon.
+void statusicon_create(GtkWidget* menu, const std::string& icon);
+void statusicon_set_tooltip(const std::string& text);
+void statusicon_set_visible(bool visible);
+void statusicon_destroy();

@@ -14,7 +14,7 @@ void on_popup(GtkStatusIcon* icon, guint button, guint time, gpointer) {
 }
 }  // namespace
 
-void systray_backend_create(GtkWidget* menu, const std::string& icon) {
+void statusicon_create(GtkWidget* menu, const std::string& icon) {
   g_menu = menu;
   g_icon = icon.find('/') != std::string::npos ? gtk_status_icon_new_from_file(icon.c_str())
                                                : gtk_status_icon_new_from_icon_name(icon.c_str());
@@ -23,15 +23,15 @@ void systray_backend_create(GtkWidget* menu, const std::string& icon) {
   g_signal_connect(g_icon, "popup-menu", G_CALLBACK(on_popup), nullptr);
 }
 
-void systray_backend_set_tooltip(const std::string& text) {
+void statusicon_set_tooltip(const std::string& text) {
   if (g_icon) gtk_status_icon_set_tooltip_text(g_icon, text.c_str());
 }
 
-void systray_backend_set_visible(bool visible) {
+void statusicon_set_visible(bool visible) {
   if (g_icon) gtk_status_icon_set_visible(g_icon, visible);
 }
 
-void systray_backend_destroy() {
+void statusicon_destroy() {
   if (!g_icon) return;
   g_object_unref(g_icon);
   g_icon = nullptr;
