@@ -7,18 +7,28 @@
 namespace {
 AppIndicator* g_indicator = nullptr;  // (owned) UI thread; null when the status icon is used
 
-// The indicator talks to the desktop over the session bus; without one it has nobody to talk
-// to (and the library misbehaves), so the classic tray icon is used instead.
-bool session_bus_reachable() {
+// The indicator is shown by a StatusNotifier host, which registers with the watcher on the
+// session bus. Without a watcher the library would fall back to a tray icon of its own, and
+// that fallback crashes now and then; our own tray icon serves those desktops instead.
+bool status_notifier_watcher_present() {
   GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
   if (!bus) return false;
+  GVariant* r = g_dbus_connection_call_sync(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                            "org.freedesktop.DBus", "NameHasOwner",
+                                            g_variant_new("(s)", "org.kde.StatusNotifierWatcher"),
+                                            G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 2000, nullptr, nullptr);
+  gboolean owned = FALSE;
+  if (r) {
+    g_variant_get(r, "(b)", &owned);
+    g_variant_unref(r);
+  }
   g_object_unref(bus);
-  return true;
+  return owned;
 }
 }  // namespace
 
 void systray_backend_create(GtkWidget* menu, const std::string& icon) {
-  if (!session_bus_reachable()) {
+  if (!status_notifier_watcher_present()) {
     statusicon_create(menu, icon);
     return;
   }

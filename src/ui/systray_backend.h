@@ -1,5 +1,5 @@
-// The tray icon itself. With libayatana-appindicator built in and a session bus to reach, a
-// StatusNotifier item (systray_appindicator.cc); otherwise a GtkStatusIcon for XEmbed trays
+// The tray icon itself. With libayatana-appindicator built in and a StatusNotifier host on the
+// session bus, a StatusNotifier item (systray_appindicator.cc); otherwise a GtkStatusIcon for XEmbed trays
 // (systray_statusicon.cc, which systray_plain.cc uses alone when the library is not built
 // in). systray.cc owns the menu and the state. UI thread only.
 #pragma once

@@ -24,7 +24,10 @@ void statusicon_create(GtkWidget* menu, const std::string& icon) {
 }
 
 void statusicon_set_tooltip(const std::string& text) {
-  if (g_icon) gtk_status_icon_set_tooltip_text(g_icon, text.c_str());
+  if (!g_icon) return;
+  gtk_status_icon_set_tooltip_text(g_icon, text.c_str());
+  // The title names the icon's window for the tray and for accessibility tools: the state too.
+  gtk_status_icon_set_title(g_icon, text.c_str());
 }
 
 void statusicon_set_visible(bool visible) {

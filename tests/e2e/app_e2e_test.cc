@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <fstream>
@@ -25,6 +26,7 @@ x_session* g_s = nullptr;
 pid_t g_app = 0;  // the first instance
 
 std::string config_dir() { return g_s->dir() + "/config/quiverex"; }
+std::string app_log() { return g_s->dir() + "/quiverex.log"; }
 
 bool wait_until(const std::function<bool()>& done, int timeout_ms) {
   for (int waited = 0; waited < timeout_ms; waited += 20) {
@@ -84,7 +86,9 @@ class AppE2E : public ::testing::Test {
     g_s->spawn({"trayer", "--edge", "bottom", "--align", "right", "--widthtype", "pixel", "--width", "100",
                 "--height", "32"});
     wait_until([] { return access((g_s->dir() + "/bus").c_str(), F_OK) == 0; }, 5000);
-    g_app = g_s->spawn({"env", "DBUS_SESSION_BUS_ADDRESS=" + bus, QX_APP_EXE, "--systray"});
+    // Its messages go to a log that a failing test prints.
+    g_app = g_s->spawn({"sh", "-c",
+                        "DBUS_SESSION_BUS_ADDRESS='" + bus + "' exec '" QX_APP_EXE "' --systray 2>'" + app_log() + "'"});
   }
   static void TearDownTestSuite() {
     delete g_s;
@@ -93,6 +97,9 @@ class AppE2E : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(g_s->ok()) << g_s->why();
     ASSERT_GT(g_app, 0);
+  }
+  void TearDown() override {
+    if (HasFailure()) printf("---- quiverex's messages so far:\n%s----\n", read_file(app_log()).c_str());
   }
 };
 
@@ -152,11 +159,12 @@ TEST_F(AppE2E, AWaitingAbbreviationShowsItsPreviewUntilItExpands) {
     return !g_s->run({"xdotool", "search", "--onlyvisible", "--name", "^Quiverex preview$"}).empty();
   };
   g_s->activate(g_s->xterm_window());
-  EXPECT_FALSE(preview_visible());
+  // A preview of an earlier test disappears by itself after three seconds.
+  ASSERT_TRUE(wait_until([&] { return !preview_visible(); }, 4000)) << "an old preview stays";
   g_s->run({"xdotool", "type", "--delay", "40", "omw"});
-  EXPECT_TRUE(wait_until(preview_visible, 2000));
+  EXPECT_TRUE(wait_until(preview_visible, 2000)) << "no preview while omw waits for Ctrl";
   g_s->run({"xdotool", "key", "ctrl"});
-  EXPECT_TRUE(wait_until([&] { return !preview_visible(); }, 2000));
+  EXPECT_TRUE(wait_until([&] { return !preview_visible(); }, 2000)) << "the preview outlives the expansion";
   std::this_thread::sleep_for(milliseconds(500));
   g_s->run({"xdotool", "key", "Return"});
 }
