@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "app/cli.h"
+#include "app/cli_library.h"
 #include "core/msgbox.h"
 #include "library/abbr_file.h"
 #include "util/strutil.h"
@@ -151,3 +152,7 @@ cli_command reg_export_html("export-html", "FILE [FOLDER-PATH]", "write a folder
                             cmd_export_html);
 
 }  // namespace
+
+int cli_load_library(const std::string& path) { return load_library(path); }
+
+std::string cli_one_line(const std::string& s) { return one_line(s); }

@@ -15,8 +15,8 @@
 //   asks for its own id first, so the answer can never arrive before its queue.
 // - Low-level hooks belong to the thread that installed them: their callbacks run on that
 //   thread, from inside its get_message(). Keyboard and key state are read on that thread.
-// - Hotkey callbacks run on the thread that registered the hotkeys, from its GLib main loop
-//   (the UI thread).
+// - Hotkeys are registered on the UI thread, and their callbacks run there, from the default
+//   GLib main context (the main loop GTK runs).
 // - Everything else may be called from any thread unless its comment says otherwise.
 #pragma once
 
@@ -36,8 +36,8 @@ typedef uintptr_t plat_layout;    // an opaque keyboard layout (HKL / XKB group)
 // One low-level keyboard event, as the keyboard hook sees it.
 struct plat_key_event {
   uint32_t msg;    // WM_KEYDOWN, WM_KEYUP, WM_SYSKEYDOWN or WM_SYSKEYUP
-  uint32_t vk;     // virtual key
-  uint32_t scan;   // scan code without the extended prefix
+  uint32_t vk;     // virtual key; VK_PACKET for an injected Unicode character
+  uint32_t scan;   // scan code without the extended prefix; the character for VK_PACKET
   uint32_t flags;  // LLKHF_EXTENDED | LLKHF_INJECTED | LLKHF_UP
   uint32_t time;   // milliseconds, monotonic, for ordering only
   bool down() const { return msg == WM_KEYDOWN || msg == WM_SYSKEYDOWN; }
@@ -49,6 +49,7 @@ struct plat_mouse_event {
   int x, y;      // screen position
 };
 
+// What a hook decides. Backends without PLAT_CAP_SWALLOW treat every verdict as PASS.
 enum plat_verdict { PLAT_PASS = 0, PLAT_SWALLOW = 1 };
 
 // Hook callbacks; `user` is the pointer given when the hook was installed.

@@ -84,10 +84,12 @@ class hook_recorder {
     thread_ = std::thread([this] {
       tid_ = g_plat->current_thread_id();
       g_plat->install_keyboard_hook(hook, this);
+      g_plat->install_mouse_hook(mouse, this);
       ready_ = true;
       plat_msg m{};
       while (g_plat->get_message(&m, 0, 0) > 0) {
       }
+      g_plat->uninstall_mouse_hook();
       g_plat->uninstall_keyboard_hook();
     });
     while (!ready_) std::this_thread::yield();
@@ -107,11 +109,30 @@ class hook_recorder {
     std::lock_guard<std::mutex> g(lock_);
     return keys_;
   }
+  int injected() {
+    std::lock_guard<std::mutex> g(lock_);
+    return injected_;
+  }
+  std::vector<uint32_t> clicks() {
+    std::lock_guard<std::mutex> g(lock_);
+    return clicks_;
+  }
 
  private:
+  static plat_verdict mouse(const plat_mouse_event& ev, void* user) {
+    auto* self = static_cast<hook_recorder*>(user);
+    std::lock_guard<std::mutex> g(self->lock_);
+    self->clicks_.push_back(ev.msg);
+    return PLAT_PASS;
+  }
   static plat_verdict hook(const plat_key_event& ev, void* user) {
     auto* self = static_cast<hook_recorder*>(user);
-    if (!ev.down() || (ev.flags & LLKHF_INJECTED)) return PLAT_PASS;
+    if (ev.flags & LLKHF_INJECTED) {
+      std::lock_guard<std::mutex> g(self->lock_);
+      ++self->injected_;
+      return PLAT_PASS;
+    }
+    if (!ev.down()) return PLAT_PASS;
     uint8_t state[256];
     g_plat->get_keyboard_state(state);
     std::string text;
@@ -125,6 +146,8 @@ class hook_recorder {
   std::atomic<bool> ready_{false};
   std::mutex lock_;
   std::vector<key> keys_;
+  std::vector<uint32_t> clicks_;
+  int injected_ = 0;
 };
 
 // Keys that are not modifiers, for comparing what xdotool typed.
@@ -172,6 +195,17 @@ TEST_F(X11EndToEnd, MonitorReportsKeysAndCharactersOnEachLayout) {
     EXPECT_EQ("Z", keys[1].text);
     EXPECT_EQ('1', keys[3].vk);
     EXPECT_EQ("!", keys[3].text);
+    // Our own keys are marked, and do not count as the user's.
+    plat_input x[2] = {{'X', 0, 0}, {'X', 0, KEYEVENTF_KEYUP}};
+    g_plat->send_input(x, 2);
+    // Click inside the terminal, so the focus stays where it is.
+    s.run({"xdotool", "mousemove", "--window", std::to_string(s.xterm_window()), "20", "20",
+           "click", "1"});
+    for (int i = 0; i < 300 && (rec.injected() < 2 || rec.clicks().size() < 2); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(2, rec.injected());
+    EXPECT_EQ(std::vector<uint32_t>({WM_LBUTTONDOWN, WM_LBUTTONUP}), rec.clicks());
+    EXPECT_EQ(6u, rec.wait_for(6).size());
   }
   s.run({"xdotool", "key", "Return"});  // ends the line in the terminal's file
   ASSERT_TRUE(s.set_layout("us", "intl"));
@@ -264,9 +298,11 @@ TEST_F(X11EndToEnd, ForegroundWindowClassAndTitle) {
 TEST_F(X11EndToEnd, ClipboardBackupKeepsAnImage) {
   x_session& s = *g_session;
   std::string png = s.dir() + "/dot.png";
-  s.run({"convert", "-size", "4x4", "xc:red", png});
+  // Noise does not compress: the image is larger than one X request, so both the copy and the
+  // restore go through incremental transfers.
+  s.run({"convert", "-size", "400x400", "xc:", "+noise", "Random", png});
   std::string original = read_file(png);
-  ASSERT_FALSE(original.empty());
+  ASSERT_GT(original.size(), 300000u);
   s.spawn({"xclip", "-selection", "clipboard", "-t", "image/png", "-i", png});
   std::unique_ptr<plat_clipboard_backup> backup;
   for (int i = 0; i < 100 && !backup; ++i) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,8 +23,10 @@ pid_t start(const std::vector<std::string>& argv, const std::vector<std::string>
             int stdout_fd, int keep_fd) {
   pid_t pid = fork();
   if (pid != 0) return pid;
-  // Child: its own process group, so a terminal's signals do not reach it.
+  // Child: its own process group, so a terminal's signals do not reach it; and it ends with
+  // the test program even when that dies without running its destructors.
   setpgid(0, 0);
+  prctl(PR_SET_PDEATHSIG, SIGTERM);
   int null = open("/dev/null", O_RDWR);
   dup2(null, 0);
   dup2(stdout_fd >= 0 ? stdout_fd : null, 1);
@@ -87,7 +90,7 @@ std::vector<std::string> x_session::env() const {
 }
 
 x_session::x_session() {
-  char tmpl[] = "/tmp/qx-e2e-XXXXXX";
+  char tmpl[] = "/tmp/qx-x11-e2e-XXXXXX";
   if (!mkdtemp(tmpl)) {
     why_ = "no scratch folder";
     return;

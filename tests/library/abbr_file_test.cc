@@ -382,6 +382,21 @@ TEST_F(AbbrFileTest, MissingFileGivesATopFolderAndMentionsBackupsOnlyWhenThereAr
   abbr_set_main_list_handover(nullptr);
 }
 
+TEST_F(AbbrFileTest, FileThatCannotBeOpenedIsRetriedWhileTheUserSaysYes) {
+  if (geteuid() == 0) GTEST_SKIP() << "root opens files regardless of their permissions";
+  ASSERT_TRUE(dump_data_to_file(path("locked.tmk"), "<Quiverex/>", 11));
+  fs::permissions(path("locked.tmk"), fs::perms::none);
+  boxes_.answers = {MSGBOX_RESPONSE_YES, MSGBOX_RESPONSE_YES, MSGBOX_RESPONSE_NO};
+  EXPECT_FALSE(abbr_load_main_list_from_file(path("locked.tmk")));
+  ASSERT_EQ(boxes_.boxes.size(), 3u);
+  EXPECT_EQ(boxes_.boxes[2].buttons, MSGBOX_BUTTONS_YES_NO);
+  EXPECT_EQ(boxes_.boxes[2].text.rfind("Unable to open Quiverextion file '" + path("locked.tmk") +
+                                           "' for reading: Permission denied\n\nClick Yes to try again.",
+                                       0),
+            0u);
+  EXPECT_NE(top(), nullptr);
+}
+
 TEST_F(AbbrFileTest, UnreadableFileIsReported) {
   fs::create_directories(dir_ / "adir");  // opens, but reading fails
   EXPECT_FALSE(abbr_load_main_list_from_file(path("adir")));

@@ -249,7 +249,7 @@ std::unique_lock<std::mutex> fake_platform::deliver_pending(std::unique_lock<std
     bool mine = ev.is_key ? (kb_hook_ && kb_hook_tid_ == me)
                           : (mouse_hook_ && mouse_hook_tid_ == me);
     if (!mine) {
-      // The hook went away (or belongs to another thread): the event goes straight on.
+      // A hook of another thread delivers it there; with no hook at all it goes straight on.
       bool other = ev.is_key ? (kb_hook_ != nullptr) : (mouse_hook_ != nullptr);
       if (other) return g;
       pending_.erase(pending_.begin());

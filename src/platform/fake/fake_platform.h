@@ -79,7 +79,8 @@ class fake_platform : public plat_queued_platform {
   void set_foreground(plat_window w);
   void set_caret(bool known, plat_rect r = {});
 
-  // The focused application's text and caret (byte offset), as the keys left them.
+  // The focused application's text, as the keys left it (typing goes in at its caret, which
+  // Backspace, Left and Right move); set_app_text puts the caret at the end.
   std::string app_text();
   void set_app_text(const std::string& utf8);
 

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <algorithm>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -58,6 +59,17 @@ struct x11_clipboard::impl {
 
   // What we serve while we own a selection (clipboard thread only).
   std::map<Atom, std::vector<saved_target>> served;
+
+  // Data larger than one request goes out in pieces (the INCR protocol): the requestor
+  // deletes the property to ask for the next piece, and an empty piece ends the transfer.
+  static constexpr size_t k_chunk = 64 * 1024;
+  struct transfer {
+    Window requestor;
+    Atom property;
+    saved_target data;
+    size_t offset;
+  };
+  std::vector<transfer> transfers;
 
   void run() {
     for (;;) {
@@ -111,7 +123,9 @@ struct x11_clipboard::impl {
   }
 
   void handle(XEvent& e) {
-    if (e.type == SelectionClear) {
+    if (e.type == PropertyNotify && e.xproperty.state == PropertyDelete) {
+      send_next_piece(e.xproperty.window, e.xproperty.atom);
+    } else if (e.type == SelectionClear) {
       served.erase(e.xselectionclear.selection);
     } else if (e.type == SelectionRequest) {
       answer(e.xselectionrequest);
@@ -142,10 +156,18 @@ struct x11_clipboard::impl {
         if (name) XFree(name);
         for (const saved_target& t : it->second) {
           if (t.name != target) continue;
-          int unit = t.format == 32 ? sizeof(long) : t.format / 8;
-          XChangeProperty(d, r.requestor, prop, t.type, t.format, PropModeReplace,
-                          reinterpret_cast<const unsigned char*>(t.data.data()),
-                          t.data.size() / unit);
+          if (t.data.size() > k_chunk) {
+            XSelectInput(d, r.requestor, PropertyChangeMask);
+            long total = static_cast<long>(t.data.size());
+            XChangeProperty(d, r.requestor, prop, a_incr, 32, PropModeReplace,
+                            reinterpret_cast<unsigned char*>(&total), 1);
+            transfers.push_back(transfer{r.requestor, prop, t, 0});
+          } else {
+            int unit = t.format == 32 ? sizeof(long) : t.format / 8;
+            XChangeProperty(d, r.requestor, prop, t.type, t.format, PropModeReplace,
+                            reinterpret_cast<const unsigned char*>(t.data.data()),
+                            t.data.size() / unit);
+          }
           reply.property = prop;
           if (r.target == a_utf8 || r.target == XA_STRING || r.target == a_text ||
               r.target == a_plain_utf8) {
@@ -161,8 +183,39 @@ struct x11_clipboard::impl {
     XFlush(d);
   }
 
+  void send_next_piece(Window requestor, Atom property) {
+    for (auto it = transfers.begin(); it != transfers.end(); ++it) {
+      if (it->requestor != requestor || it->property != property) continue;
+      const saved_target& t = it->data;
+      int unit = t.format == 32 ? sizeof(long) : t.format / 8;
+      size_t n = std::min(k_chunk, t.data.size() - it->offset);
+      n -= n % unit;
+      XChangeProperty(d, requestor, property, t.type, t.format, PropModeReplace,
+                      reinterpret_cast<const unsigned char*>(t.data.data() + it->offset),
+                      n / unit);
+      it->offset += n;
+      if (n == 0) {
+        XSelectInput(d, requestor, NoEventMask);
+        transfers.erase(it);
+      }
+      XFlush(d);
+      return;
+    }
+  }
+
+  // Waits until the connection has something to read; false when the deadline passed.
+  bool wait_for_events(std::chrono::steady_clock::time_point deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                    deadline - std::chrono::steady_clock::now())
+                    .count();
+    if (left <= 0) return false;
+    pollfd p{ConnectionNumber(d), POLLIN, 0};
+    poll(&p, 1, static_cast<int>(left));
+    return true;
+  }
+
   // Asks the owner of a selection for a target and waits (serving requests meanwhile) for the
-  // answer, at most 1 s. Large transfers (INCR) are not supported and count as failure.
+  // answer, at most 1 s (per piece of a large transfer).
   std::optional<saved_target> convert(Atom selection, Atom target) {
     XDeleteProperty(d, win, a_prop);
     XConvertSelection(d, selection, target, a_prop, win, CurrentTime);
@@ -175,20 +228,45 @@ struct x11_clipboard::impl {
         if (e.type == SelectionNotify && e.xselection.requestor == win &&
             e.xselection.selection == selection) {
           if (e.xselection.property == None) return std::nullopt;
-          return read_property();
+          bool incr = false;
+          auto t = read_property(&incr);
+          return incr ? read_incremental(deadline) : t;
         }
         handle(e);
       }
-      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                      deadline - std::chrono::steady_clock::now())
-                      .count();
-      if (left <= 0) return std::nullopt;
-      pollfd p{ConnectionNumber(d), POLLIN, 0};
-      poll(&p, 1, static_cast<int>(left));
+      if (!wait_for_events(deadline)) return std::nullopt;
     }
   }
 
-  std::optional<saved_target> read_property() {
+  // Collects the pieces of an INCR transfer: each new value of our property is one piece,
+  // and deleting it asks for the next; an empty piece ends it. Each piece restarts the clock.
+  std::optional<saved_target> read_incremental(std::chrono::steady_clock::time_point deadline) {
+    saved_target whole{"", None, 8, ""};
+    for (;;) {
+      while (XPending(d)) {
+        XEvent e;
+        XNextEvent(d, &e);
+        if (e.type == PropertyNotify && e.xproperty.window == win &&
+            e.xproperty.atom == a_prop && e.xproperty.state == PropertyNewValue) {
+          bool incr = false;
+          auto piece = read_property(&incr);
+          if (!piece) return std::nullopt;
+          if (piece->data.empty()) return whole;
+          whole.type = piece->type;
+          whole.format = piece->format;
+          whole.data += piece->data;
+          deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+          continue;
+        }
+        handle(e);
+      }
+      if (!wait_for_events(deadline)) return std::nullopt;
+    }
+  }
+
+  // Reads and deletes our property; *incr tells that the owner started an INCR transfer
+  // (the deletion asks for its first piece).
+  std::optional<saved_target> read_property(bool* incr) {
     Atom type;
     int format;
     unsigned long n, after;
@@ -196,7 +274,12 @@ struct x11_clipboard::impl {
     if (XGetWindowProperty(d, win, a_prop, 0, 1 << 24, True, AnyPropertyType, &type, &format, &n,
                            &after, &data) != Success)
       return std::nullopt;
-    if (type == a_incr || type == None) {
+    if (type == a_incr) {
+      *incr = true;
+      if (data) XFree(data);
+      return std::nullopt;
+    }
+    if (type == None) {
       if (data) XFree(data);
       return std::nullopt;
     }
@@ -240,6 +323,7 @@ std::unique_ptr<x11_clipboard> x11_clipboard::start(const char* display_name) {
   if (!p->d) return nullptr;
   Display* d = p->d;
   p->win = XCreateSimpleWindow(d, DefaultRootWindow(d), 0, 0, 1, 1, 0, 0, 0);
+  XSelectInput(d, p->win, PropertyChangeMask);
   p->a_clipboard = XInternAtom(d, "CLIPBOARD", False);
   p->a_primary = XA_PRIMARY;
   p->a_targets = XInternAtom(d, "TARGETS", False);

@@ -138,7 +138,7 @@ x11_platform::~x11_platform() {
   }
   XSync(q_, False);
   XCloseDisplay(q_);
-  if (hook_dpy_) XCloseDisplay(hook_dpy_);
+  if (Display* hd = hook_dpy_) XCloseDisplay(hd);
 }
 
 // ---- Keymap ----
@@ -216,6 +216,11 @@ void x11_platform::refresh_keymap_locked() {
 // Picks up layout changes (setxkbmap, a new keyboard) seen on the shared connection. Our own
 // remapping of spare keycodes changes nothing we translate, so it is skipped.
 void x11_platform::check_keymap_events_locked() {
+  // Typing asks before every character; a layout change is seen within a few milliseconds
+  // anyway, so the connection is read at most every 5 ms.
+  int64_t now = now_us();
+  if (now - last_keymap_check_us_ < 5000) return;
+  last_keymap_check_us_ = now;
   bool changed = false;
   while (XPending(q_)) {
     XEvent e;
@@ -257,12 +262,13 @@ unsigned x11_platform::capabilities() {
 
 int x11_platform::get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) {
   plat_queue_create();
-  bool hook_thread = hook_dpy_ && hook_tid_ == plat_queue_thread_id();
+  Display* hd = hook_dpy_;
+  bool hook_thread = hd && hook_tid_ == plat_queue_thread_id();
   for (;;) {
     if (hook_thread) process_hook_events();
     if (plat_queue_take(out, msg_min, msg_max)) return out->message == WM_QUIT ? 0 : 1;
     pollfd p[2] = {{plat_queue_fd(), POLLIN, 0}, {-1, POLLIN, 0}};
-    if (hook_thread) p[1].fd = ConnectionNumber(hook_dpy_);
+    if (hook_thread) p[1].fd = ConnectionNumber(hd);
     if (poll(p, hook_thread ? 2 : 1, -1) < 0 && errno != EINTR) return -1;
     plat_queue_drain_wake();
   }
@@ -331,8 +337,7 @@ bool x11_platform::uninstall_keyboard_hook() {
 void x11_platform::close_hook_connection_if_unused() {
   if (kb_hook_ || mouse_hook_ || !hook_dpy_ || hook_tid_ != plat_queue_thread_id()) return;
   tracking_ = false;
-  XCloseDisplay(hook_dpy_);
-  hook_dpy_ = nullptr;
+  XCloseDisplay(hook_dpy_.exchange(nullptr));
   hook_tid_ = 0;
   for (auto& t : tracked_) t = 0;
   std::lock_guard<std::mutex> g(injected_lock_);
@@ -356,11 +361,11 @@ bool x11_platform::uninstall_mouse_hook() {
 }
 
 void x11_platform::process_hook_events() {
-  int xkb_ev = 0, xkb_err, op, maj = XkbMajorVersion, min = XkbMinorVersion;
-  XkbQueryExtension(hook_dpy_, &op, &xkb_ev, &xkb_err, &maj, &min);
-  while (XPending(hook_dpy_)) {
+  int xkb_ev = xkb_event_base_;  // the same on every connection to the server
+  Display* hd = hook_dpy_;
+  while (XPending(hd)) {
     XEvent e;
-    XNextEvent(hook_dpy_, &e);
+    XNextEvent(hd, &e);
     if (e.type == xkb_ev) {
       auto* any = reinterpret_cast<XkbAnyEvent*>(&e);
       if (any->xkb_type == XkbStateNotify) {
@@ -372,7 +377,7 @@ void x11_platform::process_hook_events() {
       continue;
     }
     if (e.type != GenericEvent || e.xcookie.extension != xi_opcode_) continue;
-    if (!XGetEventData(hook_dpy_, &e.xcookie)) continue;
+    if (!XGetEventData(hd, &e.xcookie)) continue;
     auto* raw = static_cast<XIRawEvent*>(e.xcookie.data);
     int type = e.xcookie.evtype;
     if (type == XI_RawKeyPress || type == XI_RawKeyRelease) {
@@ -394,12 +399,12 @@ void x11_platform::process_hook_events() {
         Window root, child;
         int x = 0, y = 0, wx, wy;
         unsigned mask;
-        XQueryPointer(hook_dpy_, DefaultRootWindow(hook_dpy_), &root, &child, &x, &y, &wx, &wy,
+        XQueryPointer(hd, DefaultRootWindow(hd), &root, &child, &x, &y, &wx, &wy,
                       &mask);
         fn(plat_mouse_event{msg, x, y}, user);
       }
     }
-    XFreeEventData(hook_dpy_, &e.xcookie);
+    XFreeEventData(hd, &e.xcookie);
   }
 }
 
@@ -414,6 +419,17 @@ void x11_platform::handle_raw_key(uint32_t keycode, bool down, uint32_t time) {
   }
   bool extended = false;
   uint32_t scan = x11_keycode_to_scan(keycode, &extended);
+  if (!vk) {
+    // A spare keycode we lent to a character: report it as Windows reports injected
+    // Unicode, VK_PACKET with the character in the scan code.
+    std::lock_guard<std::recursive_mutex> g(q_lock_);
+    for (const spare_key& s : spares_) {
+      if (s.keycode == keycode && s.keysym) {
+        vk = VK_PACKET;
+        scan = xkb_keysym_to_utf32(s.keysym);
+      }
+    }
+  }
   uint32_t flags = (extended ? LLKHF_EXTENDED : 0) | (down ? 0 : LLKHF_UP);
   {
     std::lock_guard<std::mutex> g(injected_lock_);

@@ -4,7 +4,8 @@
 // window plus XKB state events, read from inside get_message); one shared connection, under a
 // lock, serves queries and XTest injection from any thread; the clipboard runs a thread with a
 // connection of its own, because selection requests must be answered while other threads
-// wait; hotkeys use a connection watched by the registering thread's GLib main loop.
+// wait; hotkeys use a connection watched by the default GLib main context (the UI thread's
+// main loop).
 //
 // The backend cannot swallow keys: raw events are copies, the application always gets the
 // key. Dead keys are composed here with the locale's compose table.
@@ -117,6 +118,7 @@ class x11_platform : public plat_queued_platform {
   uint32_t vk_of_keycode_[256] = {};  // with Num Lock on
   uint32_t vk_of_keycode_nonum_[256] = {};
   std::vector<spare_key> spares_;
+  int64_t last_keymap_check_us_ = 0;
   std::map<std::pair<unsigned, char32_t>, int16_t> key_scan_cache_;  // (group, char) -> result
   char32_t pending_high_surrogate_ = 0;
 
@@ -126,8 +128,9 @@ class x11_platform : public plat_queued_platform {
 
   // Hook thread state.
   std::mutex hook_lock_;  // guards the callback pointers
-  Display* hook_dpy_ = nullptr;
-  plat_thread_id hook_tid_ = 0;
+  // Written by the hook thread, read by every thread's get_message.
+  std::atomic<Display*> hook_dpy_{nullptr};
+  std::atomic<plat_thread_id> hook_tid_{0};
   int xi_opcode_ = 0;
   plat_key_hook kb_hook_ = nullptr;
   void* kb_user_ = nullptr;
