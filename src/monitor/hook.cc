@@ -18,7 +18,7 @@
 #include "monitor/mon_internal.h"
 #include "settings/settings.h"
 
-uint32_t vk_ignore_next = 0;
+std::deque<uint32_t> vk_ignore_next;
 uint32_t pending_dead_vk = 0, pending_dead_sc = 0;
 uint32_t pending_shift_vk = 0, pending_shift_sc = 0;
 int shift_pressed_first = 0;
@@ -69,34 +69,42 @@ plat_verdict ii_continue_key() {
   return PLAT_SWALLOW;
 }
 
+// Lets the next key-down of `vk` pass untouched: it is one we inject. After a match the hook
+// is temp-disabled until the replacement ends, so everything we inject passes anyway and an
+// entry would only be left behind to swallow one of the user's later keys.
+void ignore_next(uint32_t vk, bool matched) {
+  if (!matched && vk_ignore_next.size() < 16) vk_ignore_next.push_back(vk);
+}
+
+// Presses the dead key's Shift on the user's behalf and remembers that we did.
+void press_pending_shift(bool matched) {
+  uint32_t sc = scan_or_map(pending_shift_vk, pending_shift_sc);
+  ignore_next(pending_shift_vk, matched);
+  plat()->send_key(pending_shift_vk, sc, 0);
+  g_didwutshift = pending_shift_vk;
+  g_didwutshiftsc = sc;
+}
+
 // Replays a dead key that was held back, followed by the present key, so that the application
 // composes the character itself. vk_ignore_next lets our own events through the hook.
-void replay_dead_key(const plat_key_event& ev, bool completed_trigger_match) {
+void replay_dead_key(const plat_key_event& ev, bool matched) {
   platform* p = plat();
   uint32_t dvk = pending_dead_vk, dsc = pending_dead_sc;
   pending_dead_vk = 0;
   bool shift_pressed = false;
   if (shift_pressed_first == 1 && pending_shift_vk && !async_down(pending_shift_vk)) {
-    uint32_t sc = scan_or_map(pending_shift_vk, pending_shift_sc);
-    vk_ignore_next = pending_shift_vk;
-    p->send_key(pending_shift_vk, sc, 0);
-    g_didwutshift = pending_shift_vk;
-    g_didwutshiftsc = sc;
+    press_pending_shift(matched);
     shift_pressed = true;
   }
   if (dvk == ev.vk) p->send_key(dvk, dsc, KEYEVENTF_EXTENDEDKEY | KEYEVENTF_KEYUP);
   if (pending_used_altgr) {
-    vk_ignore_next = VK_RMENU;
+    ignore_next(VK_RMENU, matched);
     p->send_key(VK_RMENU, 0x38, KEYEVENTF_EXTENDEDKEY);
   }
-  vk_ignore_next = dvk;
+  ignore_next(dvk, matched);
   p->send_key(dvk, dsc, KEYEVENTF_EXTENDEDKEY);
   if (shift_pressed_first == 0 && pending_shift_vk && !async_down(pending_shift_vk)) {
-    uint32_t sc = scan_or_map(pending_shift_vk, pending_shift_sc);
-    vk_ignore_next = pending_shift_vk;
-    p->send_key(pending_shift_vk, sc, 0);
-    g_didwutshift = pending_shift_vk;
-    g_didwutshiftsc = sc;
+    press_pending_shift(matched);
     shift_pressed = true;
   } else if (shift_pressed_first == 1 && shift_pressed) {
     p->send_key(pending_shift_vk, scan_or_map(pending_shift_vk, pending_shift_sc), KEYEVENTF_KEYUP);
@@ -107,16 +115,16 @@ void replay_dead_key(const plat_key_event& ev, bool completed_trigger_match) {
     pending_used_altgr = 0;
     p->send_key(VK_RMENU, 0x38, KEYEVENTF_EXTENDEDKEY | KEYEVENTF_KEYUP);
   }
-  // After a trigger-key or word-end match the hook is temp-disabled, so the replayed key passes
-  // anyway; otherwise its character is already in the key buffer and must not be added twice.
-  if (!completed_trigger_match) vk_ignore_next = ev.vk;
+  // Its character is already in the key buffer and must not be added twice.
+  ignore_next(ev.vk, matched);
   uint32_t sc = scan_or_map(ev.vk, ev.scan);
   p->send_key(ev.vk, sc, 0);
   p->send_key(ev.vk, sc, KEYEVENTF_KEYUP);
-  if (shift_pressed_first == 0 && shift_pressed) {
+  if (shift_pressed_first == 0 && shift_pressed)
     p->send_key(pending_shift_vk, scan_or_map(pending_shift_vk, pending_shift_sc), KEYEVENTF_KEYUP);
-    pending_shift_vk = pending_shift_sc = 0;
-  }
+  // The Shift belonged to this dead key only. Left set, it would shift the next dead key's
+  // character although the user no longer holds Shift.
+  pending_shift_vk = pending_shift_sc = 0;
 }
 
 // Builds the record for a typed match and hands it to the replacement thread.
@@ -197,7 +205,8 @@ void mon_expand_abbrev_from_menu(abbr_abbrev* a) {
 }
 
 void mon_reset_hook_state() {
-  vk_ignore_next = pending_dead_vk = pending_dead_sc = pending_shift_vk = pending_shift_sc = 0;
+  vk_ignore_next.clear();
+  pending_dead_vk = pending_dead_sc = pending_shift_vk = pending_shift_sc = 0;
   shift_pressed_first = pending_used_altgr = g_dead_key_used = 0;
   alt_state = ctrl_state = 0;
   tab_was_pressed_while_alt_pressed = 0;
@@ -257,8 +266,8 @@ plat_verdict keyboard_hook(const plat_key_event& ev) {
     if (!down && is_shift(vk) && shift_pressed_first != 1) pending_shift_vk = pending_shift_sc = 0;
   }
 
-  if (vk_ignore_next && vk_ignore_next == vk && down) {
-    vk_ignore_next = 0;
+  if (down && !vk_ignore_next.empty() && vk_ignore_next.front() == vk) {
+    vk_ignore_next.pop_front();
     return PLAT_PASS;
   }
 
@@ -420,7 +429,7 @@ plat_verdict keyboard_hook(const plat_key_event& ev) {
   }
 
   if (dead_pending_at_key && holds_dead_keys) {
-    replay_dead_key(ev, r == 9);
+    replay_dead_key(ev, (r & 1) != 0);
     ABBR_UNLOCK_MAIN_LIST();
     return PLAT_SWALLOW;
   }

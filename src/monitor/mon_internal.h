@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <deque>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -85,7 +86,10 @@ void mon_restore_caps_lock_if_needed();
 
 // ---- Hook (hook.cc) ----
 
-extern uint32_t vk_ignore_next;
+// Keys whose next key-down the hook injected itself and lets pass untouched, oldest first.
+// Injected events reach the hook only after the call that injected them has returned, so a
+// replay of several keys needs them all, in order.
+extern std::deque<uint32_t> vk_ignore_next;
 extern uint32_t pending_dead_vk, pending_dead_sc;
 extern uint32_t pending_shift_vk, pending_shift_sc;
 extern int shift_pressed_first;

@@ -15,11 +15,11 @@ TEST_F(ClearingTest, AltTabAwayAndBackForgetsTheFirstPiece) {
   type("bt");
   key(VK_LMENU, true);
   tap(VK_TAB);
-  sp.fg = 200;
+  fake.set_foreground(200);
   key(VK_LMENU, false);
   key(VK_LMENU, true);
   tap(VK_TAB);
-  sp.fg = 100;
+  fake.set_foreground(100);
   key(VK_LMENU, false);
   type("w");
   EXPECT_EQ(expanded(), strings{});
@@ -35,7 +35,7 @@ TEST_F(ClearingTest, MouseClickInTheSameWindowEmptiesTheBuffer) {
 }
 
 TEST_F(ClearingTest, CtrlTOpensATabOnlyInBrowsers) {
-  sp.classes[100] = "IEFrame";
+  fake.add_window(100, "IEFrame", "browser");
   type("bt");
   key(VK_LCONTROL, true);
   tap('T');
@@ -52,7 +52,7 @@ TEST_F(ClearingTest, CtrlTOpensATabOnlyInBrowsers) {
   type("w");
   EXPECT_EQ(expanded(), strings{"by the way"});
 
-  sp.classes[100] = "Editor";
+  fake.add_window(100, "Editor", "notes");
   type(" bt");
   key(VK_LCONTROL, true);
   tap('T');
@@ -96,13 +96,20 @@ TEST_F(ClearingTest, KeysTypedDuringAnExpansionAreIgnored) {
 }
 
 TEST(EmptyLibraryTest, NoKeyBufferAndEveryKeyPasses) {
-  script_platform sp;
-  plat_set(&sp);
+  fake_platform fake;
+  plat_set(&fake);
   mon_adjust_key_buffer_size();
   EXPECT_EQ(key_buffer, nullptr);
-  plat_key_event ev{WM_KEYDOWN, 'B', 0x30, 0, 0};
-  EXPECT_EQ(mon_keyboard_LL_hook_func(ev, nullptr), PLAT_PASS);
-  EXPECT_TRUE(sp.take_recorded().empty());
+  fake.install_keyboard_hook(mon_keyboard_LL_hook_func, nullptr);
+  mon_set_keysim_thread(fake.current_thread_id());
+  ASSERT_TRUE(fake.type_text("btw"));
+  fake.post_thread_message(fake.current_thread_id(), WM_APP + 400, 0, 0);
+  plat_msg m;
+  ASSERT_EQ(fake.get_message(&m, 0, 0), 1);
+  EXPECT_EQ(m.message, WM_APP + 400);  // no request was posted before the marker
+  EXPECT_EQ(fake.app_text(), "btw");
+  fake.uninstall_keyboard_hook();
+  mon_set_keysim_thread(0);
   mon_reset_hook_state();
   plat_set(nullptr);
 }
@@ -116,94 +123,57 @@ TEST_F(ModifierTest, HeldModifiersAreReleasedAndPressedAgainIfStillHeld) {
   ready();
   type("btw");
   key(VK_RSHIFT, true);
-  sp.take_sent();
+  fake.clear_records();
   tap('1');
-  std::vector<script_platform::sent_key> up = sp.take_sent();
+  std::vector<plat_input> up = fake.injected();
   ASSERT_EQ(up.size(), 1u);
   EXPECT_EQ(up[0].vk, VK_RSHIFT);
   EXPECT_EQ(up[0].flags, KEYEVENTF_KEYUP | KEYEVENTF_EXTENDEDKEY);  // right Shift is extended
 
-  // The system now reports right Shift up (we released it): it is pressed again.
-  sp.set_down(VK_RSHIFT, false);
-  replacements();
-  std::vector<script_platform::sent_key> again = sp.take_sent();
-  ASSERT_EQ(again.size(), 1u);
-  EXPECT_EQ(again[0].vk, VK_RSHIFT);
-  EXPECT_EQ(again[0].flags, KEYEVENTF_EXTENDEDKEY);
+  // Our key-up has made the system see right Shift up while the user still holds it: after
+  // the replacement it is pressed again.
+  EXPECT_EQ(expanded(), strings{"by the way"});
+  std::vector<plat_input> all = fake.injected();
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_EQ(all[1].vk, VK_RSHIFT);
+  EXPECT_EQ(all[1].flags, KEYEVENTF_EXTENDEDKEY);
 }
 
 TEST_F(ModifierTest, AltIsReleasedBehindATapAndRightAltIsNeverRestored) {
   ready();
-  // The user holds right Alt when an abbreviation completes.
-  sp.set_down(VK_RMENU, true);
+  key(VK_RMENU, true);  // the user holds right Alt when an expansion starts
+  fake.clear_records();
   mon_do_before_replace_preppy();
-  std::vector<script_platform::sent_key> s = sp.take_sent();
+  std::vector<plat_input> s = fake.injected();
   ASSERT_EQ(s.size(), 3u);
   EXPECT_EQ(s[0].vk, VK_RMENU);
   EXPECT_EQ(s[1].vk, VK_MENU);
   EXPECT_EQ(s[1].flags, KEYEVENTF_EXTENDEDKEY);
   EXPECT_EQ(s[2].flags, KEYEVENTF_EXTENDEDKEY | KEYEVENTF_KEYUP);
-  sp.set_down(VK_RMENU, false);
+  replacements();  // our key-ups arrive: right Alt is up for the system now
   mon_restore_all_keyupd_modifiers();
-  EXPECT_TRUE(sp.take_sent().empty());
+  EXPECT_EQ(fake.injected().size(), 3u);
   mon_hook_set_temp_disable(0);
 }
 
 TEST_F(ModifierTest, CapsLockComesBackUnlessTheUserPressedIt) {
   ready();
-  for (int user_presses : {0, 1}) {
-    sp.caps_lock_on = true;
+  for (int user_presses : {0, 2}) {
+    tap(VK_CAPITAL);  // on
+    ASSERT_EQ(fake.get_key_state(VK_CAPITAL) & 1, 1);
+    fake.clear_records();
     mon_hook_set_temp_disable(1);
     mon_caps_lock_preppy();
-    std::vector<script_platform::sent_key> off = sp.take_sent();
-    ASSERT_EQ(off.size(), 2u);
-    EXPECT_EQ(off[0].vk, VK_CAPITAL);
-    sp.caps_lock_on = false;
-    // Our own two events come back through the hook while temp-disabled.
-    key(VK_CAPITAL, true);
-    sp.caps_lock_on = false;
-    key(VK_CAPITAL, false);
-    for (int i = 0; i < user_presses; ++i) {
-      key(VK_CAPITAL, true);
-      sp.caps_lock_on = false;
-    }
+    EXPECT_EQ(fake.injected().size(), 2u);
+    replacements();  // our two events come back through the hook and switch it off
+    ASSERT_EQ(fake.get_key_state(VK_CAPITAL) & 1, 0);
+    for (int i = 0; i < user_presses; ++i) tap(VK_CAPITAL);
     mon_handle_hook_thread_message(plat_msg{WM_MON_RESTORE_CAPS_LOCK, 0, 0});
-    EXPECT_EQ(sp.take_sent().size(), user_presses ? 0u : 2u) << user_presses;
+    EXPECT_EQ(fake.injected().size(), user_presses ? 2u : 4u) << user_presses;
+    replacements();
+    mon_hook_set_temp_disable(0);
+    if (fake.get_key_state(VK_CAPITAL) & 1) tap(VK_CAPITAL);
   }
-  mon_hook_set_temp_disable(0);
-}
-
-// ---- Dead keys ----
-
-TEST_F(ModifierTest, DeadKeyIsHeldBackAndReplayedWhereKeysCanBeSwallowed) {
-  add(top, "caf\xC3\xA8", "coffee");
-  ready();
-  type("caf");
-  EXPECT_EQ(tap(VK_OEM_3), PLAT_SWALLOW);
-  sp.take_sent();
-  EXPECT_EQ(tap('E'), PLAT_SWALLOW);
-  std::vector<script_platform::sent_key> s = sp.take_sent();
-  // dead key down and up, then the letter down and up
-  ASSERT_EQ(s.size(), 4u);
-  EXPECT_EQ(s[0].vk, VK_OEM_3);
-  EXPECT_EQ(s[1].vk, VK_OEM_3);
-  EXPECT_TRUE(s[1].flags & KEYEVENTF_KEYUP);
-  EXPECT_EQ(s[2].vk, static_cast<uint32_t>('E'));
-  EXPECT_EQ(s[3].flags, KEYEVENTF_KEYUP);
-  std::vector<seen_request> r = replacements();
-  ASSERT_EQ(r.size(), 1u);
-  EXPECT_EQ(r[0].typed, "caf\xC3\xA8");
-}
-
-TEST_F(ModifierTest, ComposingBackendPassesTheDeadKey) {
-  sp.caps = PLAT_CAP_COMPOSES_DEAD_KEYS;
-  add(top, "caf\xC3\xA8", "coffee");
-  ready();
-  type("caf");
-  EXPECT_EQ(tap(VK_OEM_3), PLAT_PASS);
-  EXPECT_EQ(tap('E'), PLAT_PASS);
-  EXPECT_TRUE(sp.take_sent().empty());
-  EXPECT_EQ(expanded(), strings{"coffee"});
 }
 
 // ---- Interactive input ----
@@ -251,11 +221,12 @@ TEST_F(IIModeTest, EscapeAndWindowChangeEndTheFieldAbruptly) {
   mon_enable_ii_mode();
   setting_set_int("cont_window_changed", 1);
   type("a");
-  sp.fg = 300;
+  fake.add_window(300, "Third", "third");
+  fake.set_foreground(300);
   type("b");
   EXPECT_EQ(mon_get_ii_ended_abruptly(), 0);
   setting_set_int("cont_window_changed", 0);
-  sp.fg = 100;
+  fake.set_foreground(100);
   type("c");
   EXPECT_EQ(mon_get_ii_ended_abruptly(), 1);
 }
@@ -326,8 +297,7 @@ TEST_F(TooltipTest, NoCaretNoTooltipWhenAsked) {
   ASSERT_EQ(timers.size(), 2u);
   timers[0].fire(timers[0].id);
   EXPECT_TRUE(shown.empty());
-  sp.caret_ok = true;
-  sp.caret = {10, 20, 12, 36};
+  fake.set_caret(true, {10, 20, 12, 36});
   type(" ");
   expanded();
   type("cya");

@@ -99,6 +99,7 @@ TEST_F(MatcherTest, BackspaceRemovesWholeCharactersFromTheBuffer) {
   add(top, "f\xC3\x80", "f grave", ABBR_TRIGGER_IMMEDIATELY, 0, ABBR_CASE_INSENSITIVE);
   add(top, "ok", "ok");
   ready();
+  fake.set_layout("us(intl)");
   type("f");
   tap(VK_OEM_3);  // dead grave, then "a": the buffer gets the composed à
   type("a");
@@ -173,7 +174,7 @@ TEST_F(TriggerTest, TriggerKeyIsSwallowedWhereTheSystemAllows) {
 }
 
 TEST_F(TriggerTest, WithoutSwallowingTheTypedDelimiterIsErasedToo) {
-  sp.caps = 0;  // X11: every key reaches the application
+  fake.set_capabilities(0);  // X11: every key reaches the application
   add(top, "btw", "by the way", ABBR_TRIGGER_WORD_END);
   add(top, "cya", "see you", ABBR_TRIGGER_TRIGGER_KEY);
   ready();

@@ -1,18 +1,21 @@
-// Common set-up of the monitor tests: a scripted window system, a library built in the test,
+// Common set-up of the monitor tests: the fake window system, a library built in the test,
 // preferences set by hand, a user who types, and a stand-in for the replacement thread that
-// takes each request and sends the clean-up messages back as the real one does.
+// takes each request and sends the clean-up messages back as the real one does. The test's
+// own thread plays the hook thread (the hooks are installed on it and called right away) and
+// the replacement thread (requests are posted to its queue).
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <vector>
 
-#include "script_platform.h"
 #include "library/abbr.h"
 #include "monitor/matcher.h"
 #include "monitor/mon.h"
 #include "monitor/mon_internal.h"
+#include "platform/fake/fake_platform.h"
 #include "settings/settings.h"
 
 // What the replacement thread was handed.
@@ -23,16 +26,28 @@ struct seen_request {
   uintptr_t target_window;
 };
 
+// The fake backend, counting keyboard-hook installations (the watchdog reinstalls).
+class counting_fake : public fake_platform {
+ public:
+  std::atomic<int> keyboard_hook_installs{0};
+  bool install_keyboard_hook(plat_key_hook fn, void* user) override {
+    ++keyboard_hook_installs;
+    return fake_platform::install_keyboard_hook(fn, user);
+  }
+};
+
 class MonTest : public ::testing::Test {
  protected:
-  static constexpr plat_thread_id kKeysim = 900000;
-  script_platform sp;
+  static constexpr uint32_t kMarker = WM_APP + 400;
+  counting_fake fake;
   abbr_folder* top = nullptr;
 
   void SetUp() override {
-    plat_set(&sp);
-    sp.sinks.push_back(kKeysim);
-    mon_set_keysim_thread(kKeysim);
+    plat_set(&fake);
+    fake.add_window(100, "Editor", "notes");
+    fake.add_window(200, "Other", "other");
+    fake.set_foreground(100);
+    mon_set_keysim_thread(fake.current_thread_id());
     setting_set("trigger_hotkey", "17");
     setting_set("delim_chars", ",.?!()<>[]{}:;\"/\\-' \n\t");
     setting_set_int("textexpander_mode", 0);
@@ -40,9 +55,15 @@ class MonTest : public ::testing::Test {
     mon_prefs_reloaded();
     top = abbr_create_absolute_parent_folder();
     abbr_add_subfolder_to_folder(ABBR_MAIN_LIST, nullptr, top);
+    fake.install_keyboard_hook(mon_keyboard_LL_hook_func, nullptr);
+    fake.install_mouse_hook(mon_mouse_LL_hook_func, nullptr);
   }
 
   void TearDown() override {
+    fake.uninstall_keyboard_hook();
+    fake.uninstall_mouse_hook();
+    pump([](const plat_msg&) {});  // the thread's queue outlives the test
+    mon_set_keysim_thread(0);
     typed_abbrev_info_free(&tai);
     mon_free_key_buffer();
     mon_matcher_index_free();
@@ -83,20 +104,8 @@ class MonTest : public ::testing::Test {
 
   // ---- The user ----
 
-  plat_verdict key(uint32_t vk, bool down) {
-    bool alt = sp.down_keys[VK_LMENU] || sp.down_keys[VK_RMENU];
-    bool ctrl = sp.down_keys[VK_LCONTROL] || sp.down_keys[VK_RCONTROL];
-    plat_key_event ev{};
-    ev.vk = vk;
-    ev.scan = vk + 0x100;
-    bool sys = (alt && !ctrl) || ((vk == VK_LMENU || vk == VK_RMENU) && down);
-    ev.msg = down ? (sys ? WM_SYSKEYDOWN : WM_KEYDOWN) : (sys ? WM_SYSKEYUP : WM_KEYUP);
-    ev.flags = down ? 0 : LLKHF_UP;
-    // The hook sees the key state from before its own event, as on Windows.
-    plat_verdict v = mon_keyboard_LL_hook_func(ev, nullptr);
-    sp.set_down(vk, down);
-    return v;
-  }
+  // The hook sees the key state from before its own event, as on Windows.
+  plat_verdict key(uint32_t vk, bool down) { return fake.feed_key(vk, down); }
   plat_verdict tap(uint32_t vk) {
     plat_verdict v = key(vk, true);
     key(vk, false);
@@ -106,42 +115,54 @@ class MonTest : public ::testing::Test {
   plat_verdict type(const std::string& text) {
     plat_verdict v = PLAT_PASS;
     for (char c : text) {
-      uint32_t vk = 0;
-      bool shift = false;
-      for (uint32_t k = 0; k < 256 && !vk; ++k)
-        for (int s = 0; s < 2 && !vk; ++s)
-          if (script_platform::us_char(k, s, false) == std::string(1, c)) {
-            vk = k;
-            shift = s;
-          }
+      int16_t code = fake.vk_key_scan(static_cast<unsigned char>(c), 0);
+      bool shift = (code >> 8) & 1;
       if (shift) key(VK_LSHIFT, true);
-      v = tap(vk);
+      v = tap(code & 0xFF);
       if (shift) key(VK_LSHIFT, false);
     }
     return v;
   }
-  void click() {
-    plat_mouse_event ev{WM_LBUTTONDOWN, 5, 5};
-    mon_mouse_LL_hook_func(ev, nullptr);
+  void click() { mon_mouse_LL_hook_func(plat_mouse_event{WM_LBUTTONDOWN, 5, 5}, nullptr); }
+
+  // ---- The queue of this thread ----
+
+  // Runs the pending hook calls (our own injected keys) and hands every message to `f`,
+  // until the queue is empty.
+  template <typename F>
+  void pump(F f) {
+    bool more = false;
+    for (int round = 0; round < 2 || more; ++round) {
+      more = false;
+      fake.post_thread_message(fake.current_thread_id(), kMarker, 0, 0);
+      plat_msg m;
+      while (fake.get_message(&m, 0, 0) == 1 && m.message != kMarker) {
+        more = true;
+        f(m);
+      }
+    }
   }
 
-  // ---- The replacement thread ----
-
-  // Takes every request handed over since the last call and finishes it.
+  // Takes every request handed over since the last call and finishes it as the replacement
+  // thread would, without typing anything.
   std::vector<seen_request> replacements() {
     std::vector<seen_request> out;
-    for (const script_platform::posted& p : sp.take_recorded()) {
-      if (p.tid != kKeysim || p.msg.message != WM_KEYSIM_REPLACE) continue;
-      EXPECT_EQ(p.msg.lparam, 1);
-      auto** slot = reinterpret_cast<typed_abbrev_info**>(p.msg.wparam);
+    pump([&](const plat_msg& m) {
+      if (m.message != WM_KEYSIM_REPLACE) {
+        mon_handle_hook_thread_message(m);
+        return;
+      }
+      EXPECT_EQ(m.lparam, 1);
+      auto** slot = reinterpret_cast<typed_abbrev_info**>(m.wparam);
       typed_abbrev_info* r = *slot;
       out.push_back({r->abbrev->description, r->typed, r->trigger_vk, r->shift_down, r->trigger_char,
                      r->dead_key_pending, r->from_menu, r->extra_erase, r->target_window});
       typed_abbrev_info_free(slot);
-      for (uint32_t m : {WM_MON_CLEAR_KEY_BUFFER, WM_MON_RESTORE_MODIFIERS, WM_MON_RESTORE_CAPS_LOCK,
+      plat_thread_id me = fake.current_thread_id();
+      for (uint32_t c : {WM_MON_CLEAR_KEY_BUFFER, WM_MON_RESTORE_MODIFIERS, WM_MON_RESTORE_CAPS_LOCK,
                          WM_MON_END_TEMP_DISABLE})
-        mon_handle_hook_thread_message(plat_msg{m, 0, 0});
-    }
+        fake.post_thread_message(me, c, 0, 0);
+    });
     return out;
   }
   // The descriptions of the abbreviations expanded since the last call.
