@@ -12,34 +12,48 @@
 
 namespace {
 
+#define SEPARATOR(group) {group, "__SEPARATOR__", "", ""}
+// In the order of the editor's date/time menu, related forms grouped between separators.
 const insert_date_macro date_macros[] = {
     {0, "WeekdayName", "%A", "_Weekday name (Sunday, Monday...)"},
     {0, "WeekdayNameShort", "%a", "Abbreviated w_eekday name (Sun, Mon...)"},
+    SEPARATOR(0),
     {0, "MonthName", "%B", "_Month name (January, February...)"},
     {0, "MonthNameShort", "%b", "Abbreviated m_onth name (Jan, Feb...)"},
+    SEPARATOR(0),
     {0, "Month", "%m", "Mont_h number (01, 02, ...)"},
     {0, "#Month", "%#m", "Month n_umber, no leading zeroes (1, 2...)"},
+    SEPARATOR(0),
     {0, "Day", "%d", "_Day of the month (01, 02, ...)"},
     {0, "#Day", "%#d", "D_ay of the month, no leading zeroes (1, 2, ...)"},
+    SEPARATOR(0),
     {0, "Year", "%Y", "_Year (2008, 2009)"},
     {0, "YearShort", "%y", "Year, no _century (08, 09)"},
-    {0, "__SEPARATOR__", "", ""},
+    SEPARATOR(0),
     {0, "#DayOfYear", "%#j", "Day of _the year (361, 362)"},
+    SEPARATOR(0),
     {0, "#DayOfWeek", "%#w", "Day of _the week (1, 2) first day is Sunday"},
     {0, "#DayOfWeekMon", "%#w", "Day of _the week (1, 2) first day is Monday"},
+    SEPARATOR(0),
     {0, "#WeekOfYear", "%#U", "Wee_k of the year (48, 49)"},
+    SEPARATOR(1),
     {1, "Hour", "%I", "_Hour"},
     {1, "#Hour", "%#I", "Hour, _no leading zeroes"},
+    SEPARATOR(1),
     {1, "Hour24", "%H", "Hour, _24-hour format"},
     {1, "#Hour24", "%#H", "Hour, 2_4-hour format, no leading zeroes"},
+    SEPARATOR(1),
     {1, "Minute", "%M", "_Minute"},
     {1, "#Minute", "%#M", "M_inute, no leading zeroes"},
+    SEPARATOR(1),
     {1, "Second", "%S", "_Second"},
     {1, "#Second", "%#S", "S_econd, no leading zeroes"},
-    {1, "__SEPARATOR__", "", ""},
+    SEPARATOR(1),
     {1, "AMorPM", "%p", "AM/PM indicato_r (AM, PM)"},
 };
+#undef SEPARATOR
 constexpr int date_macro_count = sizeof(date_macros) / sizeof(date_macros[0]);
+static_assert(date_macro_count == 35, "23 macros and 12 separators");
 
 struct tm real_now() {
   time_t now = time(nullptr);
