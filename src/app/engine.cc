@@ -1,0 +1,122 @@
+#include "app/engine.h"
+
+#include <gio/gio.h>
+#include <glib.h>
+
+#include <memory>
+
+#include "expand/keysim.h"
+#include "library/abbr.h"
+#include "library/abbr_file.h"
+#include "monitor/mon.h"
+#include "platform/x11/x11_platform.h"
+#include "settings/prefs.h"
+#include "ui/ui.h"
+
+namespace {
+std::unique_ptr<x11_platform> g_backend;  // lives from start-up to exit
+
+plat_thread_id create_keysim() { return keysim_create_thread() ? g_keysim_tid.load() : 0; }
+void destroy_keysim() {
+  keysim_destroy_thread();
+  keysim_wait_thread_ended();
+}
+int output_method() { return g_keysim_om; }
+
+void tooltip_show(abbr_abbrev* a, const std::string& typed, int x, int y) {
+  std::string text;
+  if (a->type == ABBR_TYPE_TEXT)
+    text = keysim_get_text_to_type(nullptr, a, typed.c_str(), 1, nullptr, nullptr, nullptr);
+  else if (a->type == ABBR_TYPE_PROGRAM)
+    text = "Launch " + a->description + " (" + a->program.path + ")";
+  else if (a->type == ABBR_TYPE_WEBSITE)
+    text = "Launch " + a->website.address;
+  abbr_abbrev_free(a);
+  if (!text.empty()) ui_tooltip_show(text, x, y);
+}
+
+uint32_t default_case_mode(int type) { return static_cast<uint32_t>(prefs_get_default_case_mode(type)); }
+uint32_t default_trigger_mode() { return static_cast<uint32_t>(prefs_get_default_trigger_mode()); }
+bool backups_available() { return setting_get("backups")[0] != '\0'; }
+
+std::optional<std::string> keyboard_language() {
+  std::string name = plat()->layout_name(0);
+  if (name.size() < 2) return std::nullopt;
+  return name.substr(0, 2);
+}
+
+bool spawn_program(const std::string& exe, const std::vector<std::string>& args) {
+  std::vector<char*> argv;
+  argv.push_back(const_cast<char*>(exe.c_str()));
+  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  return g_spawn_async(nullptr, argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, nullptr, nullptr);
+}
+
+void exit_process(int code) {
+  app_engine_close_platform();
+  exit(code);
+}
+
+}  // namespace
+
+bool app_engine_open_platform() {
+  g_backend = x11_platform::open(nullptr);
+  if (!g_backend) return false;
+  plat_set(g_backend.get());
+  return true;
+}
+
+void app_engine_close_platform() {
+  if (!g_backend) return;
+  plat_set(nullptr);
+  g_backend.reset();
+}
+
+void app_engine_wire(core_app_ops* ops) {
+  mon_callbacks cb;
+  cb.keysim_create_thread = create_keysim;
+  cb.keysim_destroy_thread = destroy_keysim;
+  cb.keysim_user_typed_char_in_ii = keysim_user_typed_char_in_ii;
+  cb.keysim_user_typed_backspace_in_ii = keysim_user_typed_backspace_in_ii;
+  cb.keysim_output_method = output_method;
+  cb.in_tray_menu = systray_in_menu;
+  mon_set_callbacks(cb);
+
+  mon_tooltip_funcs tt;
+  tt.start_timer = ui_tooltip_start_timer;
+  tt.show = tooltip_show;
+  tt.hide = ui_tooltip_hide;
+  tt.destroy = ui_tooltip_destroy;
+  mon_set_tooltip_funcs(tt);
+
+  keysim_app_hooks kh{};
+  kh.refresh_state_if_enabled = tolmek_refresh_state_if_enabled;
+  keysim_set_app_hooks(kh);
+
+  prefs_set_monitor_callbacks(mon_prefs_reloaded, mon_prefs_freed);
+  prefs_set_keyboard_language_func(keyboard_language);
+  abbr_set_default_mode_funcs(default_case_mode, default_trigger_mode);
+  abbrld_hooks lh{};
+  lh.backups_available = backups_available;
+  abbrld_set_hooks(lh);
+
+  ops->mon_start = mon_start;
+  ops->mon_stop = mon_stop;
+  ops->mon_installed_hooks = mon_installed_hooks;
+  ops->mon_install_keyboard_hook = mon_install_keyboard_hook;
+  ops->mon_uninstall_keyboard_hook = mon_uninstall_keyboard_hook;
+  ops->mon_install_mouse_hook = mon_install_mouse_hook;
+  ops->mon_uninstall_mouse_hook = mon_uninstall_mouse_hook;
+  ops->mon_destroy_tooltip_window = mon_destroy_tooltip_window;
+  ops->main_win_update_ed = main_win_update_ed;
+  ops->systray_app_state_changed = systray_app_state_changed;
+  ops->main_window_has_unsaved_changes = main_window_has_unsaved_changes;
+  ops->main_window_visible = main_window_is_visible;
+  ops->main_window_apply_all_changes = main_window_apply_all_changes;
+  ops->main_window_show = main_window_show;
+  ops->main_window_destroy = main_window_destroy;
+  ops->systray_destroy = systray_destroy;
+  ops->exit_process = exit_process;
+  ops->spawn_program = spawn_program;
+}

@@ -1,0 +1,51 @@
+// The GTK front end: the main window shell, the tray icon, message boxes and the expansion
+// preview tooltip. Everything here runs on the UI thread (the GTK main loop) unless a comment
+// says otherwise.
+#pragma once
+
+#include <string>
+
+// ---- Message boxes ----
+
+// Makes core/msgbox.h show modal GTK dialogs (over the main window when it is visible).
+void ui_install_msgbox_handler();
+
+// ---- Main window ----
+
+// Builds the main window over the sandbox and shows it unless the command line asks for the
+// tray only; at its end the keyboard monitor is started (a failure there is fatal).
+void main_window(int argc, char** argv);
+void main_window_show();
+void main_window_destroy();
+bool main_window_is_visible();
+// Shows the state (0 enabled, 1 disabled) on the window's switch without acting on it.
+void main_win_update_ed(int state);
+// The Save button's sensitivity: true while the sandbox has changes not yet applied.
+void main_window_set_unsaved(bool unsaved);
+bool main_window_has_unsaved_changes();
+// Applies the sandbox to the main list, saves it and refreshes the view.
+void main_window_apply_all_changes();
+// Rebuilds the folder tree and the list from the sandbox.
+void main_window_reload();
+// Opens the top folder of the tree.
+void expand_absolute_parent_folder_in_tv();
+
+// ---- Tray icon ----
+
+void systray_icon_set_visible(bool visible);
+// Updates the tooltip ("Quiverex - enabled"/"- disabled") and the menu's check item.
+void systray_app_state_changed(int state);
+void systray_destroy();
+// True while the tray menu is open (any thread).
+bool systray_in_menu();
+// The tooltip currently set, for the window's status line and for checks.
+std::string systray_tooltip();
+
+// ---- Expansion preview ----
+
+// May be called from any thread: calls fire(id) once after `ms` on the UI thread.
+void ui_tooltip_start_timer(unsigned id, unsigned ms, void (*fire)(unsigned id));
+// Shows `text` in a small popup whose top-left corner is at (x, y) in screen coordinates.
+void ui_tooltip_show(const std::string& text, int x, int y);
+void ui_tooltip_hide();
+void ui_tooltip_destroy();
