@@ -88,6 +88,13 @@ Window client_window(Display* d, Window w) {
   return w;
 }
 
+// Keys whose state the engine manages itself around an expansion.
+bool is_modifier_or_lock(uint32_t vk) {
+  vk = plat_generic_vk(vk);
+  return vk == VK_SHIFT || vk == VK_CONTROL || vk == VK_MENU || vk == VK_LWIN || vk == VK_RWIN ||
+         vk == VK_CAPITAL || vk == VK_NUMLOCK || vk == VK_SCROLL;
+}
+
 }  // namespace
 
 int x11_take_error(Display* d) {
@@ -340,6 +347,7 @@ void x11_platform::close_hook_connection_if_unused() {
   XCloseDisplay(hook_dpy_.exchange(nullptr));
   hook_tid_ = 0;
   for (auto& t : tracked_) t = 0;
+  for (auto& h : held_by_user_) h = false;
   std::lock_guard<std::mutex> g(injected_lock_);
   injected_.clear();
 }
@@ -443,6 +451,7 @@ void x11_platform::handle_raw_key(uint32_t keycode, bool down, uint32_t time) {
       }
     }
   }
+  if (!(flags & LLKHF_INJECTED)) held_by_user_[keycode] = down && vk && !is_modifier_or_lock(vk);
   bool alt = (tracked_[VK_LMENU] & 0x80) || (tracked_[VK_RMENU] & 0x80) || vk == VK_LMENU ||
              vk == VK_RMENU;
   bool ctrl = (tracked_[VK_LCONTROL] & 0x80) || (tracked_[VK_RCONTROL] & 0x80);
@@ -695,6 +704,11 @@ unsigned x11_platform::send_input(const plat_input* inputs, unsigned n) {
       kc = x11_scan_to_keycode(in.scan & 0xFF, in.flags & KEYEVENTF_EXTENDEDKEY);
     if (!kc) kc = keycode_for_vk_locked(in.vk, in.flags & KEYEVENTF_EXTENDEDKEY);
     if (!kc) continue;
+    // The server drops a press of a key that is already down: typically the abbreviation's
+    // last key, which the user still holds while the replacement starts. Letting go of it
+    // first makes ours a press of its own.
+    if (!up && held_by_user_[kc].exchange(false)) fake_key_locked(kc, false);
+    if (up) held_by_user_[kc] = false;
     fake_key_locked(kc, !up);
     ++done;
   }

@@ -138,6 +138,9 @@ class x11_platform : public plat_queued_platform {
   void* mouse_user_ = nullptr;
   // Key state as the hook thread has seen it (keyboard state as of the current event).
   std::atomic<uint8_t> tracked_[256] = {};
+  // Keycodes of ordinary keys that someone other than us holds down, as the hook thread saw
+  // them; cleared when we release one ourselves.
+  std::atomic<bool> held_by_user_[256] = {};
   std::atomic<bool> tracking_{false};
   std::atomic<unsigned> hook_group_{0};
 
