@@ -173,6 +173,7 @@ class ExpandOnX11 : public ::testing::Test {
     for (const expansion_case& c : cases()) add_abbrev(top, c.abbrev, c.trigger, c.replacement);
     add_abbrev(top, "xxshort", ABBR_TRIGGER_IMMEDIATELY, SHORT_TEXT);
     add_abbrev(top, "xxlong", ABBR_TRIGGER_IMMEDIATELY, LONG_TEXT);
+    add_abbrev(top, "xxfocus", ABBR_TRIGGER_IMMEDIATELY, "first half%(Delay 700)second half");
 
     keysim_app_hooks hooks{};
     hooks.hotkeys_unregister_all = [] {
@@ -291,6 +292,37 @@ TEST_F(ExpandOnX11, EveryKindOfTextInTerminalAndEditorOnUsAndDe) {
 }
 
 
+// The user moves to another window while the replacement is still typing: not a key more
+// reaches either window, and the monitor listens again afterwards.
+TEST_F(ExpandOnX11, SwitchingWindowsStopsTheReplacement) {
+  x_session& s = *g_session;
+  ASSERT_TRUE(s.set_layout("us"));
+  ASSERT_TRUE(s.activate(s.editor_window()));
+  size_t before = read_file(s.xterm_file()).size();
+  int started = g_started, done = g_finished;
+  s.run({"xdotool", "type", "--delay", "15", "xxfocus"});
+  for (int i = 0; i < 5000 && g_started == started; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  ASSERT_GT(g_started, started);
+  ASSERT_TRUE(s.activate(s.xterm_window()));
+  ASSERT_TRUE(wait_for_replacement(done));
+
+  expansion_case next = cases()[3];  // the key macro
+  ASSERT_TRUE(type_and_expand(next));
+  s.run({"xdotool", "key", "Return"});
+  std::string want = next.expected() + "\n";
+  std::string got = poll_file(
+      s.xterm_file(), [&](const std::string& f) { return f.size() >= before + want.size(); }, 5000);
+  EXPECT_EQ(want, got.substr(std::min(before, got.size())));
+
+  ASSERT_TRUE(s.activate(s.editor_window()));
+  s.run({"xdotool", "key", "ctrl+s"});
+  EXPECT_EQ("first half", poll_file(s.editor_file(),
+                                    [](const std::string& f) { return f == "first half"; }, 3000));
+  s.run({"xdotool", "key", "ctrl+a", "Delete", "ctrl+s"});
+  poll_file(s.editor_file(), [](const std::string& f) { return f.empty(); }, 3000);
+}
+
 namespace {
 
 struct latency_sample {
@@ -388,3 +420,4 @@ TEST_F(ExpandOnX11, LatencyFromLastKeyToCompleteReplacement) {
     printf("mousepad: emptying and saving alone takes %.1f ms (p50)\n", percentile(save_ms, 50));
   fflush(stdout);
 }
+
