@@ -116,23 +116,22 @@ std::vector<expansion_case> cases() {
       {"plain, word end", "xxplain", ABBR_TRIGGER_WORD_END,
        "Plain: {a} [b] <c> @d ~e |f \\g ^h 'i' \"j\" 100% done", "xxplain ", "",
        "Plain: {a} [b] <c> @d ~e |f \\g ^h 'i' \"j\" 100% done "},
-      {"multi-line", "xxlines", ABBR_TRIGGER_IMMEDIATELY, "line one\nLine Two\n  three, indented",
-       "xxlines", "", "line one\nLine Two\n  three, indented"},
+      {"multi-line", "xxlines", ABBR_TRIGGER_IMMEDIATELY, "line one\nLine Two\n  three, indented", "xxlines",
+       "", "line one\nLine Two\n  three, indented"},
       {"unicode", "xxuni", ABBR_TRIGGER_IMMEDIATELY, "café é€😀 ñ ü ß Ωmega", "xxuni", "",
        "café é€😀 ñ ü ß Ωmega"},
-      {"key macro", "xxkey", ABBR_TRIGGER_IMMEDIATELY,
-       "abx%(Key Backspace)c%(Key Left)%(Key Left)Z", "xxkey", "",
-       "aZbc"},
+      {"key macro", "xxkey", ABBR_TRIGGER_IMMEDIATELY, "abx%(Key Backspace)c%(Key Left)%(Key Left)Z", "xxkey",
+       "", "aZbc"},
       {"cursor", "xxcur", ABBR_TRIGGER_IMMEDIATELY, "<b>%(cursor)</b> after", "xxcur", "bold",
        "<b>bold</b> after"},
-      {"date", "xxdate", ABBR_TRIGGER_IMMEDIATELY, "Today is %(Year)-%(Month)-%(Day).", "xxdate",
-       "", "Today is " + today("%Y-%m-%d") + "."},
+      {"date", "xxdate", ABBR_TRIGGER_IMMEDIATELY, "Today is %(Year)-%(Month)-%(Day).", "xxdate", "",
+       "Today is " + today("%Y-%m-%d") + "."},
       {"clipboard insertion", "xxclip", ABBR_TRIGGER_IMMEDIATELY, "[%(clipboard)]", "xxclip", "",
        "[from xclip ü]"},
       {"clipboard output", "xxpaste", ABBR_TRIGGER_IMMEDIATELY, long_paste_text(), "xxpaste", "",
        long_paste_text()},
-      {"last key still held", "xxheld", ABBR_TRIGGER_IMMEDIATELY, "dd held, d", "xxheld", "",
-       "dd held, d", true},
+      {"last key still held", "xxheld", ABBR_TRIGGER_IMMEDIATELY, "dd held, d", "xxheld", "", "dd held, d",
+       true},
   };
 }
 
@@ -258,8 +257,7 @@ TEST_F(ExpandOnX11, EveryKindOfTextInTerminalAndEditorOnUsAndDe) {
       s.run({"xdotool", "key", "Return"});
       std::string want = c.expected + "\n";
       std::string got = poll_file(
-          s.xterm_file(), [&](const std::string& f) { return f.size() >= before + want.size(); },
-          5000);
+          s.xterm_file(), [&](const std::string& f) { return f.size() >= before + want.size(); }, 5000);
       EXPECT_EQ(want, got.substr(std::min(before, got.size())));
       EXPECT_EQ(c.replacement.size() > 1000 ? 1 : 0, keysim_get_output_method()) << "pasted";
       if (std::string(c.name) == "clipboard output") {
@@ -275,18 +273,18 @@ TEST_F(ExpandOnX11, EveryKindOfTextInTerminalAndEditorOnUsAndDe) {
       if (!c.after.empty()) s.run({"xdotool", "type", "--delay", "15", c.after});
       s.run({"xdotool", "key", "ctrl+s"});
       std::string want = c.expected;
-      std::string got =
-          poll_file(s.editor_file(), [&](const std::string& f) { return f == want; }, 3000);
+      std::string got = poll_file(
+          s.editor_file(), [&](const std::string& f) { return f == want; }, 3000);
       EXPECT_EQ(want, got);
       EXPECT_EQ(c.replacement.size() > 1000 ? 1 : 0, keysim_get_output_method()) << "pasted";
       // An empty editor for the next case; its save tells that the editor got there.
       s.run({"xdotool", "key", "ctrl+a", "Delete", "ctrl+s"});
-      poll_file(s.editor_file(), [](const std::string& f) { return f.empty(); }, 3000);
+      poll_file(
+          s.editor_file(), [](const std::string& f) { return f.empty(); }, 3000);
     }
   }
   ASSERT_TRUE(s.set_layout("us"));
 }
-
 
 // The user moves to another window while the replacement is still typing: not a key more
 // reaches either window, and the monitor listens again afterwards.
@@ -313,10 +311,11 @@ TEST_F(ExpandOnX11, SwitchingWindowsStopsTheReplacement) {
 
   ASSERT_TRUE(s.activate(s.editor_window()));
   s.run({"xdotool", "key", "ctrl+s"});
-  EXPECT_EQ("first half", poll_file(s.editor_file(),
-                                    [](const std::string& f) { return f == "first half"; }, 3000));
+  EXPECT_EQ("first half", poll_file(
+                              s.editor_file(), [](const std::string& f) { return f == "first half"; }, 3000));
   s.run({"xdotool", "key", "ctrl+a", "Delete", "ctrl+s"});
-  poll_file(s.editor_file(), [](const std::string& f) { return f.empty(); }, 3000);
+  poll_file(
+      s.editor_file(), [](const std::string& f) { return f.empty(); }, 3000);
 }
 
 namespace {
@@ -357,8 +356,8 @@ TEST_F(ExpandOnX11, LatencyFromLastKeyToCompleteReplacement) {
   } texts[] = {{"xxshort", &SHORT_TEXT}, {"xxlong", &LONG_TEXT}};
   std::vector<double> save_ms;
 
-  printf("\n%-9s %5s %4s | %-13s | %-13s | %-13s\n", "target", "chars", "runs",
-         "seen p50/p95", "sent p50/p95", "done p50/p95");
+  printf("\n%-9s %5s %4s | %-13s | %-13s | %-13s\n", "target", "chars", "runs", "seen p50/p95",
+         "sent p50/p95", "done p50/p95");
   for (bool editor : {false, true}) {
     ASSERT_TRUE(s.activate(editor ? s.editor_window() : s.xterm_window()));
     for (const auto& t : texts) {
@@ -373,29 +372,38 @@ TEST_F(ExpandOnX11, LatencyFromLastKeyToCompleteReplacement) {
         s.run({"xdotool", "key", "--delay", "0", last});
         ASSERT_TRUE(wait_for_replacement(done)) << "run " << run;
         if (editor)
-          inject({{VK_LCONTROL, 0, 0}, {'S', 0, 0}, {'S', 0, KEYEVENTF_KEYUP}, {VK_LCONTROL, 0, KEYEVENTF_KEYUP}});
+          inject({{VK_LCONTROL, 0, 0},
+                  {'S', 0, 0},
+                  {'S', 0, KEYEVENTF_KEYUP},
+                  {VK_LCONTROL, 0, KEYEVENTF_KEYUP}});
         else
           inject({{VK_RETURN, 0, 0}, {VK_RETURN, 0, KEYEVENTF_KEYUP}});
         int64_t complete = 0;
         std::string want = editor ? *t.text : *t.text + "\n";
         std::string got = poll_file(
             editor ? s.editor_file() : s.xterm_file(),
-            [&](const std::string& f) {
-              return editor ? f == want : f.size() >= before + want.size();
-            },
+            [&](const std::string& f) { return editor ? f == want : f.size() >= before + want.size(); },
             10000, &complete);
         ASSERT_EQ(want, editor ? got : got.substr(std::min(before, got.size()))) << "run " << run;
         int64_t key = clock.first_press_since(spawned);
         ASSERT_NE(0, key);
-        samples.push_back({(g_start_us - key) / 1000.0, (g_finish_us - key) / 1000.0,
-                           (complete - key) / 1000.0});
+        samples.push_back(
+            {(g_start_us - key) / 1000.0, (g_finish_us - key) / 1000.0, (complete - key) / 1000.0});
         if (editor) {
           // Emptying the editor costs three keys and a save: the save's share of "done".
           int64_t t0 = steady_now_us(), emptied = 0;
-          inject({{VK_LCONTROL, 0, 0}, {'A', 0, 0}, {'A', 0, KEYEVENTF_KEYUP}, {VK_LCONTROL, 0, KEYEVENTF_KEYUP},
-                  {VK_DELETE, 0, KEYEVENTF_EXTENDEDKEY}, {VK_DELETE, 0, KEYEVENTF_EXTENDEDKEY | KEYEVENTF_KEYUP},
-                  {VK_LCONTROL, 0, 0}, {'S', 0, 0}, {'S', 0, KEYEVENTF_KEYUP}, {VK_LCONTROL, 0, KEYEVENTF_KEYUP}});
-          poll_file(s.editor_file(), [](const std::string& f) { return f.empty(); }, 5000, &emptied);
+          inject({{VK_LCONTROL, 0, 0},
+                  {'A', 0, 0},
+                  {'A', 0, KEYEVENTF_KEYUP},
+                  {VK_LCONTROL, 0, KEYEVENTF_KEYUP},
+                  {VK_DELETE, 0, KEYEVENTF_EXTENDEDKEY},
+                  {VK_DELETE, 0, KEYEVENTF_EXTENDEDKEY | KEYEVENTF_KEYUP},
+                  {VK_LCONTROL, 0, 0},
+                  {'S', 0, 0},
+                  {'S', 0, KEYEVENTF_KEYUP},
+                  {VK_LCONTROL, 0, KEYEVENTF_KEYUP}});
+          poll_file(
+              s.editor_file(), [](const std::string& f) { return f.empty(); }, 5000, &emptied);
           if (emptied) save_ms.push_back((emptied - t0) / 1000.0);
         }
       }
@@ -405,10 +413,9 @@ TEST_F(ExpandOnX11, LatencyFromLastKeyToCompleteReplacement) {
         sent.push_back(x.sent_ms);
         complete.push_back(x.complete_ms);
       }
-      printf("%-9s %5zu %4d | %5.1f %6.1f  | %5.1f %6.1f  | %5.1f %6.1f  ms\n",
-             editor ? "mousepad" : "xterm", g_utf8_strlen(t.text->c_str(), -1), RUNS,
-             percentile(seen, 50), percentile(seen, 95), percentile(sent, 50), percentile(sent, 95),
-             percentile(complete, 50), percentile(complete, 95));
+      printf("%-9s %5zu %4d | %5.1f %6.1f  | %5.1f %6.1f  | %5.1f %6.1f  ms\n", editor ? "mousepad" : "xterm",
+             g_utf8_strlen(t.text->c_str(), -1), RUNS, percentile(seen, 50), percentile(seen, 95),
+             percentile(sent, 50), percentile(sent, 95), percentile(complete, 50), percentile(complete, 95));
       EXPECT_LT(percentile(complete, 95), t.text->size() > 100 ? 5000.0 : 2000.0);
     }
   }
@@ -416,4 +423,3 @@ TEST_F(ExpandOnX11, LatencyFromLastKeyToCompleteReplacement) {
     printf("mousepad: emptying and saving alone takes %.1f ms (p50)\n", percentile(save_ms, 50));
   fflush(stdout);
 }
-

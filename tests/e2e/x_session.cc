@@ -137,9 +137,12 @@ x_session::x_session(terminal t) {
   std::ofstream(editor_file_).close();
   std::string reader = "stty -echo; exec cat >> '" + xterm_file_ + "'";
   if (t == terminal::line_editor) {
-    // Pasted text must arrive as typed, line by line, not held as one bracketed paste.
-    std::ofstream(dir_ + "/inputrc") << "$include /etc/inputrc\nset enable-bracketed-paste off\n";
-    reader = "INPUTRC='" + dir_ + "/inputrc' exec bash --norc --noprofile -c "
+    // UTF-8 in and out as it is; pasted text arrives as typed, line by line, not held as one
+    // bracketed paste.
+    std::ofstream(dir_ + "/inputrc") << "set input-meta on\nset output-meta on\nset convert-meta off\n"
+                                        "set enable-bracketed-paste off\n";
+    reader = "INPUTRC='" + dir_ +
+             "/inputrc' exec bash --norc --noprofile -c "
              "'while IFS= read -r -e line; do printf \"%s\\n\" \"$line\" >> \"$0\"; done' '" +
              xterm_file_ + "'";
   }
@@ -247,8 +250,7 @@ void key_press_clock::run() {
       XEvent e;
       XNextEvent(dpy_, &e);
       int64_t t = steady_now_us();
-      if (e.type != GenericEvent || e.xcookie.extension != opcode_ ||
-          e.xcookie.evtype != XI_RawKeyPress)
+      if (e.type != GenericEvent || e.xcookie.extension != opcode_ || e.xcookie.evtype != XI_RawKeyPress)
         continue;
       std::lock_guard<std::mutex> g(lock_);
       presses_.push_back(t);

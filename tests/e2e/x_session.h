@@ -2,8 +2,8 @@
 // xterm that appends what it receives to a file, and a GTK editor (mousepad) on a file of its
 // own. The terminal reads lines either raw (`cat >> FILE`: the terminal's line discipline
 // handles Backspace, everything else arrives as typed) or through a line editor (bash's
-// `read -e`, as at a shell prompt: cursor keys move within the line). Every process started here is stopped, by its id, when the session
-// object goes away, also when a test fails.
+// `read -e`, as at a shell prompt: cursor keys move within the line). Every process started
+// here is stopped, by its id, when the session object goes away, also when a test fails.
 #pragma once
 
 #include <sys/types.h>

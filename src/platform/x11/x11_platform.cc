@@ -224,8 +224,9 @@ void x11_platform::refresh_keymap_locked() {
     vk_of_keycode_nonum_[kc] = x11_keycode_to_vk(tr_->keymap(), group, kc, name, false);
     const xkb_keysym_t* syms = nullptr;
     int n = xkb_keymap_key_get_syms_by_level(tr_->keymap(), kc, group, 0, &syms);
-    switches_group_[kc] = n == 1 && ((syms[0] >= XKB_KEY_ISO_Lock && syms[0] <= XKB_KEY_ISO_Last_Group_Lock) ||
-                                     syms[0] == XKB_KEY_Mode_switch);
+    switches_group_[kc] =
+        n == 1 && ((syms[0] >= XKB_KEY_ISO_Lock && syms[0] <= XKB_KEY_ISO_Last_Group_Lock) ||
+                   syms[0] == XKB_KEY_Mode_switch);
   }
 }
 

@@ -125,7 +125,7 @@ class x11_platform : public plat_queued_platform {
   // false when the value must be asked for again.
   unsigned group_ = 0;
   bool group_known_ = false;
-  bool switches_group_[256] = {};  // keycodes whose first level changes the group
+  bool switches_group_[256] = {};        // keycodes whose first level changes the group
   unsigned long net_active_window_ = 0;  // the atom
   unsigned long active_ = 0;             // _NET_ACTIVE_WINDOW, 0 when absent
   bool active_known_ = false;
