@@ -166,7 +166,7 @@ class ExpandOnX11 : public ::testing::Test {
     for (const expansion_case& c : cases()) add_abbrev(top, c.abbrev, c.trigger, c.replacement);
     add_abbrev(top, "xxshort", ABBR_TRIGGER_IMMEDIATELY, SHORT_TEXT);
     add_abbrev(top, "xxlong", ABBR_TRIGGER_IMMEDIATELY, LONG_TEXT);
-    add_abbrev(top, "xxfocus", ABBR_TRIGGER_IMMEDIATELY, "first half%(Delay 700)second half");
+    add_abbrev(top, "xxfocus", ABBR_TRIGGER_IMMEDIATELY, "first half%(Delay 1500)second half");
 
     keysim_app_hooks hooks{};
     hooks.hotkeys_unregister_all = [] {

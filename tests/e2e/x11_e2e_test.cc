@@ -301,8 +301,10 @@ TEST_F(X11EndToEnd, LayoutGroupSwitchIsSeen) {
   int st = -1;
   s.run({"setxkbmap", "-layout", "us,de", "-option", "grp:caps_toggle"}, &st);
   ASSERT_EQ(0, st);
-  for (int i = 0; i < 100 && g_plat->layout_name(0) != "us"; ++i)
+  // The second layout's name tells that the new keymap has been read.
+  for (int i = 0; i < 100 && g_plat->layout_name(2) != "de"; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_EQ("de", g_plat->layout_name(2));
   ASSERT_EQ("us", g_plat->layout_name(0));
   // Caps Lock switches the layout now.
   plat_input caps[2] = {{VK_CAPITAL, 0, 0}, {VK_CAPITAL, 0, KEYEVENTF_KEYUP}};
