@@ -141,11 +141,11 @@ GtkWidget* editor_pane_new(void (*changed)(abbr_abbrev*)) {
   P->changed = changed;
   GtkWidget* g = grid();
   gtk_container_set_border_width(GTK_CONTAINER(g), 6);
-  attach_row(g, 0, "_Abbreviation:", P->abbreviation = entry(ABBR_EDIT_ABBREVIATIONS));
+  attach_row(g, 0, "Abbre_viation:", P->abbreviation = entry(ABBR_EDIT_ABBREVIATIONS));
   gtk_widget_set_tooltip_text(P->abbreviation, "Separate several abbreviations with |");
   attach_row(g, 1, "Descr_iption:", P->description = entry(ABBR_EDIT_DESCRIPTION));
   P->case_combo = combo(abbr_case_mode_menu_text, abbr_case_mode_menu_order, G_CALLBACK(on_case_changed));
-  attach_row(g, 2, "_Case:", P->case_combo);
+  attach_row(g, 2, "_Letter case:", P->case_combo);
   P->trigger_combo =
       combo(abbr_trigger_mode_menu_text, abbr_trigger_mode_menu_order, G_CALLBACK(on_trigger_changed));
   attach_row(g, 3, "_Trigger:", P->trigger_combo);
