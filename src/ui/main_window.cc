@@ -101,6 +101,8 @@ void build() {
   GtkWidget* menu = gtk_menu_new();
   gtk_menu_item_set_submenu(GTK_MENU_ITEM(file), menu);
   add_menu_item(menu, "_Save", G_CALLBACK(on_save), accel, GDK_KEY_s);
+  add_menu_item(menu, "_Preferences...", G_CALLBACK(+[](GtkWidget*, gpointer) { prefs_window_show(); }), accel,
+                GDK_KEY_p);
   gtk_menu_shell_append(GTK_MENU_SHELL(menu), gtk_separator_menu_item_new());
   add_menu_item(menu, "_Restart", G_CALLBACK(on_restart), nullptr, 0);
   add_menu_item(menu, "E_xit", G_CALLBACK(on_exit), accel, GDK_KEY_q);

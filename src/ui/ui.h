@@ -49,3 +49,8 @@ void ui_tooltip_start_timer(unsigned id, unsigned ms, void (*fire)(unsigned id))
 void ui_tooltip_show(const std::string& text, int x, int y);
 void ui_tooltip_hide();
 void ui_tooltip_destroy();
+
+// ---- Preferences window ----
+
+// Opens the preferences window (or brings it to the front).
+void prefs_window_show();

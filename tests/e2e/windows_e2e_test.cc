@@ -64,7 +64,9 @@ bool quit_app() {
   g_s->activate(w);
   key("ctrl+q");
   int status = -1;
-  return wait_until([&] { return waitpid(g_app, &status, WNOHANG) == g_app; }, 10000);
+  if (wait_until([&] { return waitpid(g_app, &status, WNOHANG) == g_app; }, 10000)) return true;
+  g_s->run({"import", "-window", "root", std::string(QX_SHOT_DIR) + "/quit-failed.png"});
+  return false;
 }
 
 std::string xterm_line(const std::string& text) {
@@ -152,6 +154,39 @@ TEST_F(WindowsE2E, CancelThrowsAwayWhatWasNotApplied) {
   EXPECT_EQ(xterm_line("still qxz"), "still edited text");
 }
 
+unsigned long open_prefs() {
+  unsigned long w = visible_window("Quiverex");
+  if (!w) return 0;
+  g_s->activate(w);
+  key("ctrl+p");
+  unsigned long p = 0;
+  wait_until([&] { return (p = visible_window("Quiverex Preferences")) != 0; }, 5000);
+  return p;
+}
+
+TEST_F(WindowsE2E, PreferencesAreSavedOnOkAndNotOnCancel) {
+  std::string prefs = config_dir() + "/preferences.lt";
+  unlink(prefs.c_str());
+  unsigned long p = open_prefs();
+  ASSERT_NE(p, 0u);
+  screenshot(p, "prefs-typing-dark");
+  for (const char* page : {"output", "general", "hotkeys", "network"}) {
+    key("ctrl+Page_Down");
+    screenshot(p, std::string("prefs-") + page + "-dark");
+  }
+  key("Escape");
+  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex Preferences") == 0; }, 3000));
+  EXPECT_EQ(access(prefs.c_str(), F_OK), -1) << "Cancel saved the preferences";
+
+  p = open_prefs();
+  ASSERT_NE(p, 0u);
+  key("alt+o");
+  EXPECT_TRUE(wait_until([&] { return read_file(prefs).find("\"trigger_hotkey\"=\"17\"") != std::string::npos; },
+                         3000))
+      << read_file(prefs).substr(0, 300);
+  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex Preferences") == 0; }, 3000));
+}
+
 TEST_F(WindowsE2E, TheLightThemeAfterARestart) {
   ASSERT_TRUE(quit_app());
   std::string prefs = config_dir() + "/preferences.lt";
@@ -164,6 +199,14 @@ TEST_F(WindowsE2E, TheLightThemeAfterARestart) {
   unsigned long w = 0;
   ASSERT_TRUE(wait_until([&] { return (w = visible_window("Quiverex")) != 0; }, 20000));
   screenshot(w, "main-light");
+  unsigned long p = open_prefs();
+  ASSERT_NE(p, 0u);
+  screenshot(p, "prefs-typing-light");
+  key("ctrl+Page_Down");
+  key("ctrl+Page_Down");
+  key("ctrl+Page_Down");
+  screenshot(p, "prefs-hotkeys-light");
+  key("Escape");
   EXPECT_EQ(xterm_line("again qxz"), "again edited text");
 }
 
