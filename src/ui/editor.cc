@@ -5,6 +5,7 @@
 
 #include "core/msgbox.h"
 #include "library/abbr_edit.h"
+#include "library/search.h"
 #include "settings/settings.h"
 #include "ui/editor_pane.h"
 #include "util/strutil.h"
@@ -57,6 +58,7 @@ struct editor {
   GtkTreeViewColumn* columns[N_COLUMNS] = {};
   void (*changed)() = nullptr;
   bool filling = false;
+  std::string search_text;
 };
 editor* E = nullptr;
 
@@ -164,6 +166,14 @@ void select_abbrev(uint32_t uid) {
   gtk_tree_path_free(p);
 }
 
+void fill_list(plist* records) {
+  for (abbr_abbrev* a : plist_range<abbr_abbrev>(records)) {
+    GtkTreeIter it;
+    gtk_list_store_append(E->abbrevs, &it);
+    set_abbrev_row(&it, a);
+  }
+}
+
 // The top folder lists everything below it; any other folder only its own records.
 void show_folder(abbr_folder* f) {
   E->filling = true;
@@ -173,16 +183,30 @@ void show_folder(abbr_folder* f) {
   if (!f) return;
   plist* all = nullptr;
   if (!f->parent) abbr_get_all_folders_and_abbrevs_from_folder(f, nullptr, &all);
-  for (abbr_abbrev* a : plist_range<abbr_abbrev>(f->parent ? f->abbrevs : all)) {
-    GtkTreeIter it;
-    gtk_list_store_append(E->abbrevs, &it);
-    set_abbrev_row(&it, a);
-  }
+  fill_list(f->parent ? f->abbrevs : all);
   plist_free_all_but_data(all);
 }
 
+// With text in the search box the list shows what the search finds below the selected folder.
+void show_search() {
+  abbr_folder* f = selected_folder();
+  E->filling = true;
+  gtk_list_store_clear(E->abbrevs);
+  E->filling = false;
+  editor_pane_show(nullptr);
+  plist* found = search_run_query(f && f->parent ? f : nullptr, E->search_text,
+                                  search_flags_for_box(search_options_from_prefs(), false));
+  fill_list(found);
+  plist_free_all_but_data(found);
+}
+
+void show_selected() {
+  if (E->search_text.empty()) show_folder(selected_folder());
+  else show_search();
+}
+
 void on_folder_selected(GtkTreeSelection*, gpointer) {
-  if (!E->filling) show_folder(selected_folder());
+  if (!E->filling) show_selected();
 }
 
 void on_abbrev_selected(GtkTreeSelection*, gpointer) {
@@ -560,6 +584,12 @@ void editor_reload() {
   if (!top) return;
   abbr_folder* first = top->subfolders && !top->abbrevs ? static_cast<abbr_folder*>(top->subfolders->data) : top;
   select_folder(first->uid, false);
+}
+
+void editor_search(const char* text) {
+  if (!E) return;
+  E->search_text = text ? text : "";
+  show_selected();
 }
 
 void editor_expand_top_folder() {

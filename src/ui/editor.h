@@ -11,5 +11,7 @@ GtkWidget* editor_new(GtkWidget* menubar, GtkAccelGroup* accel, void (*changed)(
 // exists.
 void editor_reload();
 void editor_expand_top_folder();
+// Shows what a search for `text` finds below the selected folder; empty text shows the folder.
+void editor_search(const char* text);
 // Remembers column widths, sort order and the divider in the preferences.
 void editor_store_layout();

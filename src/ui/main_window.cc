@@ -9,6 +9,7 @@
 #include "library/abbr.h"
 #include "settings/settings.h"
 #include "ui/editor.h"
+#include "ui/search_box.h"
 #include "ui/ui.h"
 
 namespace {
@@ -123,6 +124,7 @@ void build() {
   gtk_box_pack_start(GTK_BOX(bar), mainWin->state_switch, FALSE, FALSE, 0);
   gtk_box_pack_start(GTK_BOX(bar), mainWin->status, TRUE, TRUE, 0);
   gtk_box_pack_end(GTK_BOX(bar), mainWin->save_button, FALSE, FALSE, 0);
+  gtk_box_pack_end(GTK_BOX(bar), search_box_new(accel, editor_search), FALSE, FALSE, 0);
 
   GtkWidget* editor = editor_new(menubar, accel, on_sandbox_changed);
   GtkWidget* buttons = gtk_button_box_new(GTK_ORIENTATION_HORIZONTAL);

@@ -154,6 +154,19 @@ TEST_F(WindowsE2E, CancelThrowsAwayWhatWasNotApplied) {
   EXPECT_EQ(xterm_line("still qxz"), "still edited text");
 }
 
+TEST_F(WindowsE2E, SearchBoxFindsAcrossTheLibrary) {
+  unsigned long w = visible_window("Quiverex");
+  ASSERT_NE(w, 0u);
+  g_s->activate(w);
+  key("ctrl+f");
+  type("way OR edited");
+  pause(500);
+  screenshot(w, "main-search-dark");
+  g_s->activate(w);
+  key("ctrl+a");
+  key("BackSpace");
+}
+
 unsigned long open_prefs() {
   unsigned long w = visible_window("Quiverex");
   if (!w) return 0;
