@@ -104,6 +104,7 @@ void build() {
   add_menu_item(menu, "_Save", G_CALLBACK(on_save), accel, GDK_KEY_s);
   add_menu_item(menu, "_Preferences...", G_CALLBACK(+[](GtkWidget*, gpointer) { prefs_window_show(); }), accel,
                 GDK_KEY_p);
+  add_menu_item(menu, "_Launch Pad", G_CALLBACK(+[](GtkWidget*, gpointer) { launchpad_show(0); }), nullptr, 0);
   gtk_menu_shell_append(GTK_MENU_SHELL(menu), gtk_separator_menu_item_new());
   add_menu_item(menu, "_Restart", G_CALLBACK(on_restart), nullptr, 0);
   add_menu_item(menu, "E_xit", G_CALLBACK(on_exit), accel, GDK_KEY_q);

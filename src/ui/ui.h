@@ -3,6 +3,7 @@
 // says otherwise.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 // ---- Message boxes ----
@@ -54,3 +55,14 @@ void ui_tooltip_destroy();
 
 // Opens the preferences window (or brings it to the front).
 void prefs_window_show();
+
+// ---- Launch pad ----
+
+// Makes the launch pad window once; shows it unless `create_only`.
+void launchpad_show(int create_only);
+void launchpad_hide();
+// From any thread: hides the launch pad on the UI thread.
+void launchpad_hide_non_ui();
+void launchpad_destroy();
+// The launch pad's X window, 0 before it was first shown. Any thread.
+uintptr_t launchpad_get_HWND();

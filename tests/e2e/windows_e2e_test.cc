@@ -167,6 +167,31 @@ TEST_F(WindowsE2E, SearchBoxFindsAcrossTheLibrary) {
   key("BackSpace");
 }
 
+TEST_F(WindowsE2E, LaunchPadOpensFromTheMenuAndEscapeHidesIt) {
+  unsigned long w = visible_window("Quiverex");
+  ASSERT_NE(w, 0u);
+  g_s->activate(w);
+  key("alt+f");
+  key("l");
+  unsigned long pad = 0;
+  ASSERT_TRUE(wait_until([&] { return (pad = visible_window("Quiverex LaunchPad")) != 0; }, 3000));
+  // Tab and Return stay in the box as blanks.
+  type("ab");
+  key("Tab");
+  key("Return");
+  type("cd");
+  screenshot(pad, "launchpad-dark");
+  key("Escape");
+  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex LaunchPad") == 0; }, 3000));
+  // Shown again, it starts empty.
+  g_s->activate(w);
+  key("alt+f");
+  key("l");
+  ASSERT_TRUE(wait_until([&] { return (pad = visible_window("Quiverex LaunchPad")) != 0; }, 3000));
+  screenshot(pad, "launchpad-empty-dark");
+  key("Escape");
+}
+
 unsigned long open_prefs() {
   unsigned long w = visible_window("Quiverex");
   if (!w) return 0;
@@ -219,6 +244,13 @@ TEST_F(WindowsE2E, TheLightThemeAfterARestart) {
   key("ctrl+Page_Down");
   key("ctrl+Page_Down");
   screenshot(p, "prefs-hotkeys-light");
+  key("Escape");
+  g_s->activate(w);
+  key("alt+f");
+  key("l");
+  unsigned long pad = 0;
+  ASSERT_TRUE(wait_until([&] { return (pad = visible_window("Quiverex LaunchPad")) != 0; }, 3000));
+  screenshot(pad, "launchpad-light");
   key("Escape");
   EXPECT_EQ(xterm_line("again qxz"), "again edited text");
 }
