@@ -5,9 +5,11 @@
 
 #include "core/msgbox.h"
 #include "library/abbr_edit.h"
+#include "library/abbr_file.h"
 #include "library/search.h"
 #include "settings/settings.h"
 #include "ui/editor_pane.h"
+#include "util/atomic_save.h"
 #include "util/strutil.h"
 
 namespace {
@@ -352,6 +354,23 @@ void on_folder_toggled(GtkCellRendererToggle*, gchar* path, gpointer) {
   editor_reload();
 }
 
+void on_export_html(GtkWidget*, gpointer) {
+  abbr_folder* f = target_folder();
+  GtkWidget* d = gtk_file_chooser_dialog_new("Export Folder as HTML",
+                                             GTK_WINDOW(gtk_widget_get_toplevel(E->folder_view)),
+                                             GTK_FILE_CHOOSER_ACTION_SAVE, "_Cancel", GTK_RESPONSE_CANCEL, "_Save",
+                                             GTK_RESPONSE_ACCEPT, nullptr);
+  gtk_file_chooser_set_do_overwrite_confirmation(GTK_FILE_CHOOSER(d), TRUE);
+  gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(d), (f->name + ".html").c_str());
+  if (gtk_dialog_run(GTK_DIALOG(d)) == GTK_RESPONSE_ACCEPT) {
+    char* path = gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(d));
+    if (path && !save_file_atomically(path, abbr_folder_as_HTML(f)))
+      show_msgbox(MSGBOX_ERROR, MSGBOX_BUTTONS_OK, std::string("\nCould not write ") + path + ".");
+    g_free(path);
+  }
+  gtk_widget_destroy(d);
+}
+
 // ---- Drag and drop: records and folders onto a folder ----
 
 const GtkTargetEntry DND_TARGETS[] = {{const_cast<char*>("application/x-quiverex-uid"), GTK_TARGET_SAME_APP, 0}};
@@ -523,6 +542,8 @@ void build_menu(GtkWidget* menubar, GtkAccelGroup* accel) {
   menu_item(m, "_Rename Folder", G_CALLBACK(on_rename), accel, GDK_KEY_F2, static_cast<GdkModifierType>(0));
   menu_item(m, "D_uplicate", G_CALLBACK(on_duplicate), accel, GDK_KEY_d, ctrl);
   menu_item(m, "_Delete", G_CALLBACK(on_delete), nullptr, 0, ctrl);
+  gtk_menu_shell_append(GTK_MENU_SHELL(m), gtk_separator_menu_item_new());
+  menu_item(m, "Export Folder as _HTML...", G_CALLBACK(on_export_html), nullptr, 0, ctrl);
   gtk_menu_shell_append(GTK_MENU_SHELL(menubar), edit);
 }
 

@@ -282,14 +282,15 @@ void build_output(GtkWidget* nb) {
   row(g, nullptr, normal);
   row(g, nullptr, W->turbo);
   check(g, "use_clipboard_more_than", "_Switch to Turbo automatically when it is faster");
-  check(g, "pause_for", "_Pause after each key press (milliseconds):");
-  spin(g, "pause_ms", "Pause _length:", 0, 1000);
+  check(g, "pause_for", "_Pause after each simulated key press");
+  spin(g, "pause_ms", "Pause _length (ms):", 0, 1000);
   check(g, "cont_window_changed", "_Keep typing when the active window changes");
   heading(g, "Feedback");
   check(g, "play_sound", "Play a _sound when an abbreviation expands");
   check(g, "show_tooltips", "Show a _preview while an abbreviation waits");
-  check(g, "show_tooltips_trigger", "   ...for abbreviations waiting for the t_rigger key");
-  check(g, "show_tooltips_wec", "   ...for abbreviations waiting for a _word-ending character");
+  for (GtkWidget* c : {check(g, "show_tooltips_trigger", "...for abbreviations waiting for the t_rigger key"),
+                       check(g, "show_tooltips_wec", "...for abbreviations waiting for a _word-ending character")})
+    gtk_widget_set_margin_start(c, 24);
 }
 
 void build_general(GtkWidget* nb) {
