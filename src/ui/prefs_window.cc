@@ -129,6 +129,16 @@ GtkWidget* check(GtkWidget* g, const char* key, const char* label) {
   return c;
 }
 
+// Two choices of one setting; gives back the second, active when `second` is true.
+GtkWidget* radio_pair(GtkWidget* g, const char* first_label, const char* second_label, bool second) {
+  GtkWidget* first = gtk_radio_button_new_with_mnemonic(nullptr, first_label);
+  GtkWidget* other = gtk_radio_button_new_with_mnemonic_from_widget(GTK_RADIO_BUTTON(first), second_label);
+  gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(other), second);
+  row(g, nullptr, first);
+  row(g, nullptr, other);
+  return other;
+}
+
 GtkWidget* text(GtkWidget* g, const char* key, const char* label) {
   GtkWidget* e = gtk_entry_new();
   gtk_widget_set_hexpand(e, TRUE);
@@ -276,11 +286,8 @@ void build_typing(GtkWidget* nb) {
 void build_output(GtkWidget* nb) {
   GtkWidget* g = page(nb, "O_utput");
   heading(g, "Output method");
-  GtkWidget* normal = gtk_radio_button_new_with_mnemonic(nullptr, "_Normal (simulated key presses)");
-  W->turbo = gtk_radio_button_new_with_mnemonic_from_widget(GTK_RADIO_BUTTON(normal), "_Turbo (paste through the clipboard)");
-  gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W->turbo), setting_get_int("output_method") == 1);
-  row(g, nullptr, normal);
-  row(g, nullptr, W->turbo);
+  W->turbo = radio_pair(g, "_Normal (simulated key presses)", "_Turbo (paste through the clipboard)",
+                        setting_get_int("output_method") == 1);
   check(g, "use_clipboard_more_than", "_Switch to Turbo automatically when it is faster");
   check(g, "pause_for", "_Pause after each simulated key press");
   spin(g, "pause_ms", "Pause _length (ms):", 0, 1000);
@@ -300,11 +307,7 @@ void build_general(GtkWidget* nb) {
   gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W->start_with_system), get_start_with_windows() != 0);
   row(g, nullptr, W->start_with_system);
   heading(g, "Appearance");
-  GtkWidget* dark = gtk_radio_button_new_with_mnemonic(nullptr, "_Dark theme");
-  W->light = gtk_radio_button_new_with_mnemonic_from_widget(GTK_RADIO_BUTTON(dark), "_Light theme");
-  gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W->light), setting_get_int("lmode") == 1);
-  row(g, nullptr, dark);
-  row(g, nullptr, W->light);
+  W->light = radio_pair(g, "_Dark theme", "_Light theme", setting_get_int("lmode") == 1);
   heading(g, "Abbreviation folder");
   check(g, "use_diff_abbrev_dir", "Keep the abbreviations in another _folder (for example a synced one)");
   folder(g, "diff_abbrev_dir", "F_older:");
