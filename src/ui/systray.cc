@@ -42,6 +42,7 @@ void build() {
   append(g_enabled_item);
   item("_Show Quiverex", G_CALLBACK(on_show));
   item("_Launch Pad", G_CALLBACK(+[](GtkMenuItem*, gpointer) { launchpad_show(0); }));
+  item("_Preferences...", G_CALLBACK(+[](GtkMenuItem*, gpointer) { prefs_window_show(); }));
   append(gtk_separator_menu_item_new());
   item("_Restart", G_CALLBACK(on_restart));
   item("E_xit", G_CALLBACK(on_exit));

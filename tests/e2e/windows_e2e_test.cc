@@ -81,7 +81,8 @@ bool quit_app() {
   g_s->activate(w);
   key("ctrl+q");
   int status = -1;
-  if (wait_until([&] { return waitpid(g_app, &status, WNOHANG) == g_app; }, 10000)) return true;
+  if (wait_until([&] { return waitpid(g_app, &status, WNOHANG) == g_app; }, 10000))
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
   g_s->run({"import", "-window", "root", std::string(QX_SHOT_DIR) + "/quit-failed.png"});
   return false;
 }
