@@ -92,6 +92,8 @@ void app_engine_wire(core_app_ops* ops) {
 
   keysim_app_hooks kh{};
   kh.refresh_state_if_enabled = tolmek_refresh_state_if_enabled;
+  kh.launchpad_window = launchpad_get_HWND;
+  kh.launchpad_hide = launchpad_hide_non_ui;
   keysim_set_app_hooks(kh);
 
   prefs_set_monitor_callbacks(mon_prefs_reloaded, mon_prefs_freed);
@@ -117,6 +119,7 @@ void app_engine_wire(core_app_ops* ops) {
   ops->main_window_show = main_window_show;
   ops->main_window_destroy = main_window_destroy;
   ops->systray_destroy = systray_destroy;
+  ops->launchpad_destroy = launchpad_destroy;
   ops->exit_process = exit_process;
   ops->spawn_program = spawn_program;
 }

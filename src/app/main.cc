@@ -131,6 +131,7 @@ int main(int argc, char** argv) {
     expand_absolute_parent_folder_in_tv();
     gvar_delete("expabs");
   }
+  launchpad_show(1);
 
   if (cmd.import_path) core_import_file(*cmd.import_path, true);
 

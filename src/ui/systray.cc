@@ -41,6 +41,8 @@ void build() {
   g_enabled_handler = g_signal_connect(g_enabled_item, "toggled", G_CALLBACK(on_enabled_toggled), nullptr);
   append(g_enabled_item);
   item("_Show Quiverex", G_CALLBACK(on_show));
+  item("_Launch Pad", G_CALLBACK(+[](GtkMenuItem*, gpointer) { launchpad_show(0); }));
+  item("_Preferences...", G_CALLBACK(+[](GtkMenuItem*, gpointer) { prefs_window_show(); }));
   append(gtk_separator_menu_item_new());
   item("_Restart", G_CALLBACK(on_restart));
   item("E_xit", G_CALLBACK(on_exit));

@@ -3,6 +3,7 @@
 // says otherwise.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 // ---- Message boxes ----
@@ -49,3 +50,19 @@ void ui_tooltip_start_timer(unsigned id, unsigned ms, void (*fire)(unsigned id))
 void ui_tooltip_show(const std::string& text, int x, int y);
 void ui_tooltip_hide();
 void ui_tooltip_destroy();
+
+// ---- Preferences window ----
+
+// Opens the preferences window (or brings it to the front).
+void prefs_window_show();
+
+// ---- Launch pad ----
+
+// Makes the launch pad window once; shows it unless `create_only`.
+void launchpad_show(int create_only);
+void launchpad_hide();
+// From any thread: hides the launch pad on the UI thread.
+void launchpad_hide_non_ui();
+void launchpad_destroy();
+// The launch pad's X window, 0 before it was first shown. Any thread.
+uintptr_t launchpad_get_HWND();

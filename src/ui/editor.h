@@ -1,0 +1,17 @@
+// The library editor inside the main window: the folder tree, the abbreviation list and the
+// editing pane, and the commands that change the sandbox. UI thread only.
+#pragma once
+
+#include <gtk/gtk.h>
+
+// Builds the editor (owned by the container it is packed into) and appends its Edit menu to
+// `menubar`, with accelerators in `accel`. `changed` runs after every change of the sandbox.
+GtkWidget* editor_new(GtkWidget* menubar, GtkAccelGroup* accel, void (*changed)());
+// Rebuilds the tree and the list from the sandbox, keeping the selected folder when it still
+// exists.
+void editor_reload();
+void editor_expand_top_folder();
+// Shows what a search for `text` finds below the selected folder; empty text shows the folder.
+void editor_search(const char* text);
+// Remembers column widths, sort order and the divider in the preferences.
+void editor_store_layout();

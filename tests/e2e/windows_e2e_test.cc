@@ -1,0 +1,261 @@
+// The program's windows driven like a user would: a library built through the main window
+// with the keyboard, applied or thrown away, and then typed in xterm. Screenshots of every
+// window in both themes go to QX_SHOT_DIR for a person to look at.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "x_session.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+x_session* g_s = nullptr;
+pid_t g_app = 0;
+
+std::string config_dir() { return g_s->dir() + "/config/quiverex"; }
+std::string library_file() { return config_dir() + "/abbreviations.tmk"; }
+std::string app_log() { return g_s->dir() + "/quiverex.log"; }
+
+bool wait_until(const std::function<bool()>& done, int timeout_ms) {
+  for (int waited = 0; waited < timeout_ms; waited += 20) {
+    if (done()) return true;
+    std::this_thread::sleep_for(milliseconds(20));
+  }
+  return done();
+}
+
+unsigned long visible_window(const std::string& title) {
+  std::string out = g_s->run({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"});
+  return out.empty() ? 0 : std::stoul(out.substr(0, out.find('\n')));
+}
+
+void pause(int ms) { std::this_thread::sleep_for(milliseconds(ms)); }
+
+void key(const std::string& k) {
+  g_s->run({"xdotool", "key", "--clearmodifiers", k});
+  pause(250);
+}
+
+void type(const std::string& text) {
+  g_s->run({"xdotool", "type", "--delay", "30", text});
+  pause(250);
+}
+
+// The main window, activated; 0 when it is not on screen.
+unsigned long main_window_activated() {
+  unsigned long w = visible_window("Quiverex");
+  if (w) g_s->activate(w);
+  return w;
+}
+
+// Opens the launch pad from the main window's File menu.
+unsigned long launch_pad_opened() {
+  if (!main_window_activated()) return 0;
+  key("alt+f");
+  key("l");
+  unsigned long pad = 0;
+  wait_until([&] { return (pad = visible_window("Quiverex LaunchPad")) != 0; }, 3000);
+  return pad;
+}
+
+void start_app() {
+  g_app = g_s->spawn({"sh", "-c", "exec '" QX_APP_EXE "' 2>>'" + app_log() + "'"});
+}
+
+// Quits through the window's Ctrl+Q and waits for the program to end.
+bool quit_app() {
+  unsigned long w = visible_window("Quiverex");
+  if (!w) g_s->run({QX_APP_EXE});
+  w = visible_window("Quiverex");
+  if (!w) return false;
+  g_s->activate(w);
+  key("ctrl+q");
+  int status = -1;
+  if (wait_until([&] { return waitpid(g_app, &status, WNOHANG) == g_app; }, 10000))
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  g_s->run({"import", "-window", "root", std::string(QX_SHOT_DIR) + "/quit-failed.png"});
+  return false;
+}
+
+std::string xterm_line(const std::string& text) {
+  size_t before = read_file(g_s->xterm_file()).size();
+  g_s->activate(g_s->xterm_window());
+  g_s->run({"xdotool", "type", "--delay", "40", text});
+  pause(600);
+  g_s->run({"xdotool", "key", "Return"});
+  std::string all;
+  wait_until([&] {
+    all = read_file(g_s->xterm_file());
+    return all.size() > before && all.back() == '\n';
+  }, 5000);
+  if (all.size() <= before) return "";
+  return all.substr(before, all.size() - before - 1);
+}
+
+void screenshot(unsigned long window, const std::string& name) {
+  std::filesystem::create_directories(QX_SHOT_DIR);
+  pause(400);
+  g_s->run({"import", "-window", std::to_string(window), std::string(QX_SHOT_DIR) + "/" + name + ".png"});
+}
+
+class WindowsE2E : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    g_s = new x_session;
+    if (!g_s->ok()) return;
+    start_app();
+  }
+  static void TearDownTestSuite() {
+    delete g_s;
+    g_s = nullptr;
+  }
+  void SetUp() override {
+    ASSERT_TRUE(g_s->ok()) << g_s->why();
+    ASSERT_GT(g_app, 0);
+  }
+  void TearDown() override {
+    if (HasFailure()) printf("---- quiverex's messages so far:\n%s----\n", read_file(app_log()).c_str());
+  }
+};
+
+TEST_F(WindowsE2E, AFolderAndAnAbbreviationMadeInTheWindowExpandOnceApplied) {
+  unsigned long w = 0;
+  ASSERT_TRUE(wait_until([&] { return (w = visible_window("Quiverex")) != 0; }, 20000));
+  // Started once the instance channel is open.
+  ASSERT_TRUE(wait_until([] { return access((g_s->dir() + "/quiverex/instance").c_str(), F_OK) == 0; }, 20000));
+  g_s->activate(w);
+  pause(300);
+  key("ctrl+shift+n");  // new folder, its name ready for typing
+  type("Mine");
+  key("Return");
+  key("ctrl+n");  // new abbreviation, the cursor in its abbreviation field
+  type("qxz");
+  key("alt+r");
+  type("edited text");
+  // Nothing reaches the file or the typing before Apply.
+  EXPECT_EQ(read_file(library_file()).find("qxz"), std::string::npos);
+  screenshot(w, "main-dark");
+  g_s->activate(w);
+  key("alt+a");
+  std::string saved;
+  EXPECT_TRUE(wait_until([&] { return (saved = read_file(library_file())).find("qxz") != std::string::npos; },
+                         5000));
+  EXPECT_NE(saved.find("n=\"Mine\""), std::string::npos) << saved.substr(0, 400);
+  EXPECT_NE(saved.find("edited text"), std::string::npos) << saved.substr(0, 600);
+  EXPECT_EQ(xterm_line("see qxz"), "see edited text");
+}
+
+TEST_F(WindowsE2E, CancelThrowsAwayWhatWasNotApplied) {
+  unsigned long w = main_window_activated();
+  ASSERT_NE(w, 0u);
+  key("ctrl+n");
+  type("qxgone");
+  key("alt+r");
+  type("should not appear");
+  g_s->activate(w);
+  key("alt+c");
+  pause(300);
+  EXPECT_EQ(read_file(library_file()).find("qxgone"), std::string::npos);
+  EXPECT_EQ(xterm_line("see qxgone "), "see qxgone ");
+  // What was applied before stays.
+  EXPECT_EQ(xterm_line("still qxz"), "still edited text");
+
+  // For the screenshots: the list as a search shows it.
+  ASSERT_EQ(main_window_activated(), w);
+  key("ctrl+f");
+  type("way OR edited");
+  pause(500);
+  screenshot(w, "main-search-dark");
+  g_s->activate(w);
+  key("ctrl+a");
+  key("BackSpace");
+}
+
+TEST_F(WindowsE2E, LaunchPadOpensFromTheMenuAndEscapeHidesIt) {
+  unsigned long pad = launch_pad_opened();
+  ASSERT_NE(pad, 0u);
+  // Tab and Return stay in the box as blanks.
+  type("ab");
+  key("Tab");
+  key("Return");
+  EXPECT_NE(visible_window("Quiverex LaunchPad"), 0u) << "Return closed the launch pad";
+  type("cd");
+  screenshot(pad, "launchpad-dark");
+  key("Escape");
+  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex LaunchPad") == 0; }, 3000));
+  // Shown again, it starts empty.
+  pad = launch_pad_opened();
+  ASSERT_NE(pad, 0u);
+  screenshot(pad, "launchpad-empty-dark");
+  key("Escape");
+}
+
+unsigned long open_prefs() {
+  if (!main_window_activated()) return 0;
+  key("ctrl+p");
+  unsigned long p = 0;
+  wait_until([&] { return (p = visible_window("Quiverex Preferences")) != 0; }, 5000);
+  return p;
+}
+
+TEST_F(WindowsE2E, PreferencesAreSavedOnOkAndNotOnCancel) {
+  std::string prefs = config_dir() + "/preferences.lt";
+  unlink(prefs.c_str());
+  unsigned long p = open_prefs();
+  ASSERT_NE(p, 0u);
+  screenshot(p, "prefs-typing-dark");
+  for (const char* page : {"output", "general", "hotkeys", "network"}) {
+    key("ctrl+Page_Down");
+    screenshot(p, std::string("prefs-") + page + "-dark");
+  }
+  key("Escape");
+  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex Preferences") == 0; }, 3000));
+  EXPECT_EQ(access(prefs.c_str(), F_OK), -1) << "Cancel saved the preferences";
+
+  p = open_prefs();
+  ASSERT_NE(p, 0u);
+  key("alt+o");
+  EXPECT_TRUE(wait_until([&] { return read_file(prefs).find("\"trigger_hotkey\"=\"17\"") != std::string::npos; },
+                         3000))
+      << read_file(prefs).substr(0, 300);
+  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex Preferences") == 0; }, 3000));
+}
+
+TEST_F(WindowsE2E, TheLightThemeAfterARestart) {
+  ASSERT_TRUE(quit_app());
+  std::string prefs = config_dir() + "/preferences.lt";
+  std::string text = read_file(prefs);
+  size_t at = text.find("\"lmode\"=\"0\"");
+  ASSERT_NE(at, std::string::npos);
+  text.replace(at, 11, "\"lmode\"=\"1\"");
+  std::ofstream(prefs) << text;
+  start_app();
+  unsigned long w = 0;
+  ASSERT_TRUE(wait_until([&] { return (w = visible_window("Quiverex")) != 0; }, 20000));
+  screenshot(w, "main-light");
+  unsigned long p = open_prefs();
+  ASSERT_NE(p, 0u);
+  screenshot(p, "prefs-typing-light");
+  key("ctrl+Page_Down");
+  key("ctrl+Page_Down");
+  key("ctrl+Page_Down");
+  screenshot(p, "prefs-hotkeys-light");
+  key("Escape");
+  unsigned long pad = launch_pad_opened();
+  ASSERT_NE(pad, 0u);
+  screenshot(pad, "launchpad-light");
+  key("Escape");
+  EXPECT_EQ(xterm_line("again qxz"), "again edited text");
+}
+
+}  // namespace
