@@ -295,6 +295,35 @@ TEST_F(X11EndToEnd, ForegroundWindowClassAndTitle) {
   EXPECT_EQ("Mou", g_plat->window_class(fg, 3));
 }
 
+// Two layouts in one keymap: a switch, ours or the user's, counts for the next character.
+TEST_F(X11EndToEnd, LayoutGroupSwitchIsSeen) {
+  x_session& s = *g_session;
+  int st = -1;
+  s.run({"setxkbmap", "-layout", "us,de", "-option", "grp:caps_toggle"}, &st);
+  ASSERT_EQ(0, st);
+  // The second layout's name tells that the new keymap has been read.
+  for (int i = 0; i < 100 && g_plat->layout_name(2) != "de"; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_EQ("de", g_plat->layout_name(2));
+  ASSERT_EQ("us", g_plat->layout_name(0));
+  // Caps Lock switches the layout now.
+  plat_input caps[2] = {{VK_CAPITAL, 0, 0}, {VK_CAPITAL, 0, KEYEVENTF_KEYUP}};
+  ASSERT_EQ(2u, g_plat->send_input(caps, 2));
+  EXPECT_EQ("de", g_plat->layout_name(0));
+  EXPECT_EQ(0x0407, g_plat->layout_language(g_plat->window_layout(0)));
+  // Another program switches back; once the server has done it, we know.
+  auto other = x11_platform::open(s.display().c_str());
+  ASSERT_TRUE(other);
+  other->send_input(caps, 2);
+  other->get_async_key_state(VK_CAPITAL);  // a round trip: the server has handled the keys
+  std::string name;
+  for (int i = 0; i < 100 && (name = g_plat->layout_name(0)) != "us"; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_EQ("us", name);
+  other.reset();
+  s.run({"setxkbmap", "-option", "", "-layout", "us"});
+}
+
 TEST_F(X11EndToEnd, ClipboardBackupKeepsAnImage) {
   x_session& s = *g_session;
   std::string png = s.dir() + "/dot.png";

@@ -1,5 +1,7 @@
 #include "x_session.h"
 
+#include <X11/Xlib.h>
+#include <X11/extensions/XInput2.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -89,7 +91,7 @@ std::vector<std::string> x_session::env() const {
   return e;
 }
 
-x_session::x_session() {
+x_session::x_session(terminal t) {
   char tmpl[] = "/tmp/qx-x11-e2e-XXXXXX";
   if (!mkdtemp(tmpl)) {
     why_ = "no scratch folder";
@@ -133,8 +135,18 @@ x_session::x_session() {
   editor_file_ = dir_ + "/editor.txt";
   std::ofstream(xterm_file_).close();
   std::ofstream(editor_file_).close();
-  spawn({"xterm", "-u8", "-geometry", "100x30+0+0", "-e", "sh", "-c",
-         "stty -echo; exec cat >> '" + xterm_file_ + "'"});
+  std::string reader = "stty -echo; exec cat >> '" + xterm_file_ + "'";
+  if (t == terminal::line_editor) {
+    // UTF-8 in and out as it is; pasted text arrives as typed, line by line, not held as one
+    // bracketed paste.
+    std::ofstream(dir_ + "/inputrc") << "set input-meta on\nset output-meta on\nset convert-meta off\n"
+                                        "set enable-bracketed-paste off\n";
+    reader = "INPUTRC='" + dir_ +
+             "/inputrc' exec bash --norc --noprofile -c "
+             "'while IFS= read -r -e line; do printf \"%s\\n\" \"$line\" >> \"$0\"; done' '" +
+             xterm_file_ + "'";
+  }
+  spawn({"xterm", "-u8", "-geometry", "100x30+0+0", "-e", "sh", "-c", reader});
   xterm_win_ = wait_for_window("XTerm");
   spawn({"mousepad", editor_file_});
   editor_win_ = wait_for_window("Mousepad");
@@ -195,4 +207,54 @@ bool x_session::set_layout(const std::string& layout, const std::string& variant
   run(argv, &st);
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
   return st == 0;
+}
+
+int64_t steady_now_us() {
+  return std::chrono::duration_cast<std::chrono::microseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
+
+key_press_clock::key_press_clock(const std::string& display) {
+  dpy_ = XOpenDisplay(display.c_str());
+  int ev, err, major = 2, minor = 2;
+  if (!dpy_ || !XQueryExtension(dpy_, "XInputExtension", &opcode_, &ev, &err) ||
+      XIQueryVersion(dpy_, &major, &minor) != Success)
+    return;
+  unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};
+  XISetMask(bits, XI_RawKeyPress);
+  XIEventMask mask{XIAllMasterDevices, sizeof bits, bits};
+  XISelectEvents(dpy_, DefaultRootWindow(dpy_), &mask, 1);
+  XSync(dpy_, False);
+  thread_ = std::thread([this] { run(); });
+}
+
+key_press_clock::~key_press_clock() {
+  stop_ = true;
+  if (thread_.joinable()) thread_.join();
+  if (dpy_) XCloseDisplay(dpy_);
+}
+
+int64_t key_press_clock::first_press_since(int64_t since_us) {
+  std::lock_guard<std::mutex> g(lock_);
+  for (int64_t t : presses_)
+    if (t >= since_us) return t;
+  return 0;
+}
+
+void key_press_clock::run() {
+  while (!stop_) {
+    pollfd p{ConnectionNumber(dpy_), POLLIN, 0};
+    poll(&p, 1, 20);
+    while (XPending(dpy_)) {
+      XEvent e;
+      XNextEvent(dpy_, &e);
+      int64_t t = steady_now_us();
+      if (e.type != GenericEvent || e.xcookie.extension != opcode_ || e.xcookie.evtype != XI_RawKeyPress)
+        continue;
+      std::lock_guard<std::mutex> g(lock_);
+      presses_.push_back(t);
+      if (presses_.size() > 4096) presses_.erase(presses_.begin(), presses_.begin() + 2048);
+    }
+  }
 }

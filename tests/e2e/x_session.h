@@ -1,17 +1,24 @@
 // A throwaway X desktop for end-to-end tests: a private Xvfb on a free display, openbox, an
-// xterm that appends what it receives to a file (`cat >> FILE`), and a GTK editor (mousepad)
-// on a file of its own. Every process started here is stopped, by its id, when the session
-// object goes away, also when a test fails.
+// xterm that appends what it receives to a file, and a GTK editor (mousepad) on a file of its
+// own. The terminal reads lines either raw (`cat >> FILE`: the terminal's line discipline
+// handles Backspace, everything else arrives as typed) or through a line editor (bash's
+// `read -e`, as at a shell prompt: cursor keys move within the line). Every process started
+// here is stopped, by its id, when the session object goes away, also when a test fails.
 #pragma once
 
 #include <sys/types.h>
 
+#include <atomic>
+#include <cstdint>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 class x_session {
  public:
-  x_session();
+  enum class terminal { cat, line_editor };
+  explicit x_session(terminal t = terminal::cat);
   ~x_session();
   x_session(const x_session&) = delete;
   x_session& operator=(const x_session&) = delete;
@@ -50,3 +57,31 @@ class x_session {
 std::string read_file(const std::string& path);
 // Polls until the file holds at least `size` bytes or `timeout_ms` passed; returns the content.
 std::string wait_for_file_size(const std::string& path, size_t size, int timeout_ms);
+
+typedef struct _XDisplay Display;
+
+// Notes when each key press reaches X clients, on a connection of its own: the moment a key
+// exists for every application, the monitor included.
+class key_press_clock {
+ public:
+  explicit key_press_clock(const std::string& display);
+  ~key_press_clock();
+  key_press_clock(const key_press_clock&) = delete;
+  key_press_clock& operator=(const key_press_clock&) = delete;
+
+  bool ok() const { return thread_.joinable(); }
+  // Steady-clock microseconds of the first key press seen at or after `since_us`; 0 when none.
+  int64_t first_press_since(int64_t since_us);
+
+ private:
+  void run();
+  Display* dpy_ = nullptr;
+  int opcode_ = 0;
+  std::thread thread_;
+  std::atomic<bool> stop_{false};
+  std::mutex lock_;
+  std::vector<int64_t> presses_;  // oldest first
+};
+
+// Steady-clock microseconds.
+int64_t steady_now_us();

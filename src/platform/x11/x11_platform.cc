@@ -88,6 +88,13 @@ Window client_window(Display* d, Window w) {
   return w;
 }
 
+// Keys whose state the engine manages itself around an expansion.
+bool is_modifier_or_lock(uint32_t vk) {
+  vk = plat_generic_vk(vk);
+  return vk == VK_SHIFT || vk == VK_CONTROL || vk == VK_MENU || vk == VK_LWIN || vk == VK_RWIN ||
+         vk == VK_CAPITAL || vk == VK_NUMLOCK || vk == VK_SCROLL;
+}
+
 }  // namespace
 
 int x11_take_error(Display* d) {
@@ -117,6 +124,11 @@ std::unique_ptr<x11_platform> x11_platform::open(const char* display_name) {
   p->xkb_event_base_ = xkb_ev;
   XkbSelectEvents(d, XkbUseCoreKbd, XkbNewKeyboardNotifyMask | XkbMapNotifyMask,
                   XkbNewKeyboardNotifyMask | XkbMapNotifyMask);
+  // The group and the active window are asked for before every typed character; asking the
+  // server costs a round trip each time, so both are kept from the change events instead.
+  XkbSelectEventDetails(d, XkbUseCoreKbd, XkbStateNotify, XkbGroupStateMask, XkbGroupStateMask);
+  p->net_active_window_ = XInternAtom(d, "_NET_ACTIVE_WINDOW", False);
+  XSelectInput(d, DefaultRootWindow(d), PropertyChangeMask);
   {
     std::lock_guard<std::recursive_mutex> g(p->q_lock_);
     p->refresh_keymap_locked();
@@ -210,24 +222,32 @@ void x11_platform::refresh_keymap_locked() {
   for (uint32_t kc = 8; kc < 256; ++kc) {
     vk_of_keycode_[kc] = x11_keycode_to_vk(tr_->keymap(), group, kc, name, true);
     vk_of_keycode_nonum_[kc] = x11_keycode_to_vk(tr_->keymap(), group, kc, name, false);
+    const xkb_keysym_t* syms = nullptr;
+    int n = xkb_keymap_key_get_syms_by_level(tr_->keymap(), kc, group, 0, &syms);
+    switches_group_[kc] =
+        n == 1 && ((syms[0] >= XKB_KEY_ISO_Lock && syms[0] <= XKB_KEY_ISO_Last_Group_Lock) ||
+                   syms[0] == XKB_KEY_Mode_switch);
   }
 }
 
-// Picks up layout changes (setxkbmap, a new keyboard) seen on the shared connection. Our own
+// Reads what the server has sent on the shared connection, which costs no round trip: layout
+// changes (setxkbmap, a new keyboard), group changes and a new active window. Our own
 // remapping of spare keycodes changes nothing we translate, so it is skipped.
-void x11_platform::check_keymap_events_locked() {
-  // Typing asks before every character; a layout change is seen within a few milliseconds
-  // anyway, so the connection is read at most every 5 ms.
-  int64_t now = now_us();
-  if (now - last_keymap_check_us_ < 5000) return;
-  last_keymap_check_us_ = now;
-  bool changed = false;
+void x11_platform::read_events_locked() {
   while (XPending(q_)) {
     XEvent e;
     XNextEvent(q_, &e);
+    if (e.type == PropertyNotify) {
+      if (e.xproperty.atom == net_active_window_) active_known_ = false;
+      continue;
+    }
     if (e.type != xkb_event_base_) continue;
     auto* xkb = reinterpret_cast<XkbAnyEvent*>(&e);
-    if (xkb->xkb_type == XkbNewKeyboardNotify) changed = true;
+    if (xkb->xkb_type == XkbStateNotify) {
+      group_ = reinterpret_cast<XkbStateNotifyEvent*>(&e)->group;
+      group_known_ = true;
+    }
+    if (xkb->xkb_type == XkbNewKeyboardNotify) keymap_stale_ = true;
     if (xkb->xkb_type == XkbMapNotify) {
       auto* m = reinterpret_cast<XkbMapNotifyEvent*>(&e);
       bool ours = true;
@@ -236,16 +256,31 @@ void x11_platform::check_keymap_events_locked() {
         for (const spare_key& s : spares_) spare |= (s.keycode == static_cast<uint32_t>(k));
         ours &= spare;
       }
-      if (!ours || m->num_key_syms == 0) changed = true;
+      if (!ours || m->num_key_syms == 0) keymap_stale_ = true;
     }
   }
-  if (changed) refresh_keymap_locked();
+}
+
+void x11_platform::check_keymap_events_locked() {
+  // Typing asks before every character; a layout change is seen within a few milliseconds
+  // anyway, so the keymap is looked at most every 5 ms.
+  int64_t now = now_us();
+  if (now - last_keymap_check_us_ < 5000) return;
+  last_keymap_check_us_ = now;
+  read_events_locked();
+  if (!keymap_stale_) return;
+  keymap_stale_ = false;
+  refresh_keymap_locked();
 }
 
 unsigned x11_platform::current_group_locked() {
+  read_events_locked();
+  if (group_known_) return group_;
   XkbStateRec st;
   if (XkbGetState(q_, XkbUseCoreKbd, &st) != Success) return 0;
-  return st.group;
+  group_ = st.group;
+  group_known_ = true;
+  return group_;
 }
 
 std::string x11_platform::layout_name_locked() {
@@ -340,6 +375,7 @@ void x11_platform::close_hook_connection_if_unused() {
   XCloseDisplay(hook_dpy_.exchange(nullptr));
   hook_tid_ = 0;
   for (auto& t : tracked_) t = 0;
+  for (auto& h : held_by_user_) h = false;
   std::lock_guard<std::mutex> g(injected_lock_);
   injected_.clear();
 }
@@ -443,6 +479,7 @@ void x11_platform::handle_raw_key(uint32_t keycode, bool down, uint32_t time) {
       }
     }
   }
+  if (!(flags & LLKHF_INJECTED)) held_by_user_[keycode] = down && vk && !is_modifier_or_lock(vk);
   bool alt = (tracked_[VK_LMENU] & 0x80) || (tracked_[VK_RMENU] & 0x80) || vk == VK_LMENU ||
              vk == VK_RMENU;
   bool ctrl = (tracked_[VK_LCONTROL] & 0x80) || (tracked_[VK_RCONTROL] & 0x80);
@@ -695,6 +732,13 @@ unsigned x11_platform::send_input(const plat_input* inputs, unsigned n) {
       kc = x11_scan_to_keycode(in.scan & 0xFF, in.flags & KEYEVENTF_EXTENDEDKEY);
     if (!kc) kc = keycode_for_vk_locked(in.vk, in.flags & KEYEVENTF_EXTENDEDKEY);
     if (!kc) continue;
+    // The server drops a press of a key that is already down: typically the abbreviation's
+    // last key, which the user still holds while the replacement starts. Letting go of it
+    // first makes ours a press of its own.
+    if (!up && held_by_user_[kc].exchange(false)) fake_key_locked(kc, false);
+    if (up) held_by_user_[kc] = false;
+    // Our own layout switch must count for the next character at once, before its event.
+    if (switches_group_[kc]) group_known_ = false;
     fake_key_locked(kc, !up);
     ++done;
   }
@@ -719,8 +763,12 @@ bool x11_platform::post_char(plat_window, char32_t ch) {
 plat_window x11_platform::foreground_window() {
   std::lock_guard<std::recursive_mutex> g(q_lock_);
   Window root = DefaultRootWindow(q_);
-  Window active = get_window_property(q_, root, "_NET_ACTIVE_WINDOW");
-  if (active) return active;
+  read_events_locked();
+  if (!active_known_) {
+    active_ = get_window_property(q_, root, "_NET_ACTIVE_WINDOW");
+    active_known_ = true;
+  }
+  if (active_) return active_;
   // Without a window manager there is no _NET_ACTIVE_WINDOW: use the focus window, which is
   // PointerRoot or None when nothing has the focus.
   Window focus;

@@ -96,6 +96,7 @@ class x11_platform : public plat_queued_platform {
   // All with q_lock_ held.
   void refresh_keymap_locked();
   void rescan_spares_locked();
+  void read_events_locked();
   void check_keymap_events_locked();
   uint32_t keycode_for_vk_locked(uint32_t vk, bool extended);
   void fake_key_locked(uint32_t keycode, bool down);
@@ -119,6 +120,15 @@ class x11_platform : public plat_queued_platform {
   uint32_t vk_of_keycode_nonum_[256] = {};
   std::vector<spare_key> spares_;
   int64_t last_keymap_check_us_ = 0;
+  bool keymap_stale_ = false;  // a layout change was seen and not yet read
+  // Kept from XKB state and root property events on the shared connection; "known" turns
+  // false when the value must be asked for again.
+  unsigned group_ = 0;
+  bool group_known_ = false;
+  bool switches_group_[256] = {};        // keycodes whose first level changes the group
+  unsigned long net_active_window_ = 0;  // the atom
+  unsigned long active_ = 0;             // _NET_ACTIVE_WINDOW, 0 when absent
+  bool active_known_ = false;
   std::map<std::pair<unsigned, char32_t>, int16_t> key_scan_cache_;  // (group, char) -> result
   char32_t pending_high_surrogate_ = 0;
 
@@ -138,6 +148,9 @@ class x11_platform : public plat_queued_platform {
   void* mouse_user_ = nullptr;
   // Key state as the hook thread has seen it (keyboard state as of the current event).
   std::atomic<uint8_t> tracked_[256] = {};
+  // Keycodes of ordinary keys that someone other than us holds down, as the hook thread saw
+  // them; cleared when we release one ourselves.
+  std::atomic<bool> held_by_user_[256] = {};
   std::atomic<bool> tracking_{false};
   std::atomic<unsigned> hook_group_{0};
 
