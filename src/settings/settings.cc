@@ -1,7 +1,5 @@
 #include "settings/settings.h"
 
-#include <sys/stat.h>
-
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -252,10 +250,7 @@ setting* settings_parse(const std::string& buf, setting* list, std::optional<std
 
 setting* __settings_load_from_file_lst_given(const char* path, setting* list,
                                              std::optional<std::string>* error_out, time_t* mtime_out) {
-  if (mtime_out) {
-    struct stat st;
-    *mtime_out = stat(path, &st) == 0 ? st.st_mtime : 0;
-  }
+  if (mtime_out) *mtime_out = file_mtime(path);
   std::optional<std::string> data = read_file_to_string(path);
   if (!data) {
     if (error_out) *error_out = SETTINGS_ERR_CANNOT_OPEN;

@@ -26,6 +26,6 @@ bool save_file_atomically(const std::string& path, const std::string& data) {
   if (ferror(f)) ok = false;
   if (!fsync_and_close(f)) ok = false;
   if (ok && rename_durable(temp, path)) return true;
-  remove(temp.c_str());
+  file_remove(temp);
   return false;
 }

@@ -1,17 +1,8 @@
 #include "util/strutil.h"
 
-#include <errno.h>
-#include <fcntl.h>
-#include <glib.h>
-#include <strings.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <random>
-#include <vector>
 
 #include "util/die.h"
 
@@ -98,109 +89,6 @@ plist* strsplit_no_double(std::string_view text, char separator) {
   return plist_append_string(out, piece);
 }
 
-bool read_entire_file(FILE* stream, char** buffer_out, size_t element_size, size_t* length_out) {
-  const size_t block = 524288;
-  if (element_size == 0) element_size = 1;
-  char* buf = static_cast<char*>(xmalloc(1));
-  size_t total = 0;
-  for (;;) {
-    buf = static_cast<char*>(xrealloc(buf, (total + block) * element_size + 1));
-    size_t got = fread(buf + total * element_size, element_size, block, stream);
-    total += got;
-    buf = static_cast<char*>(xrealloc(buf, total * element_size + 1));
-    if (got < block) break;
-  }
-  bool ok = !ferror(stream);
-  *buffer_out = buf;
-  if (length_out) *length_out = total;
-  return ok;
-}
-
-std::optional<std::string> read_file_to_string(const std::string& path) {
-  FILE* f = fopen(path.c_str(), "rb");
-  if (!f) return std::nullopt;
-  char* buf = nullptr;
-  size_t len = 0;
-  bool ok = read_entire_file(f, &buf, 1, &len);
-  fclose(f);
-  std::optional<std::string> out;
-  if (ok) out = std::string(buf, len);
-  free(buf);
-  return out;
-}
-
-bool dump_data_to_file(const std::string& path, const void* data, size_t length) {
-  FILE* f = fopen(path.c_str(), "wb");
-  if (!f) return false;
-  size_t written = length ? fwrite(data, 1, length, f) : 0;
-  bool ok = written == length;
-  if (fclose(f) != 0) ok = false;
-  return ok;
-}
-
-FILE* secure_open_temp_file(std::string* path_out, const std::string& folder, int tries) {
-  static const char alphabet[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-  if (path_out) path_out->clear();
-  std::random_device rd;
-  std::mt19937 rng(rd());
-  std::uniform_int_distribution<int> pick(0, static_cast<int>(sizeof alphabet) - 2);
-  for (int t = 0; t < tries; t++) {
-    std::string name;
-    for (int i = 0; i < 8; i++) name.push_back(alphabet[pick(rng)]);
-    std::string path = (folder.empty() ? std::string(".") : folder) + path_separator() + name;
-    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd < 0) {
-      if (errno == EEXIST) continue;
-      return nullptr;  // the folder itself is unusable; more names will not help
-    }
-    FILE* f = fdopen(fd, "wb");
-    if (!f) {
-      close(fd);
-      unlink(path.c_str());
-      return nullptr;
-    }
-    if (path_out) *path_out = path;
-    return f;
-  }
-  return nullptr;
-}
-
-bool mkdir_p(const std::string& path, char separator) {
-  if (path.empty()) return false;
-  std::string cur;
-  size_t i = 0;
-  while (i <= path.size()) {
-    size_t next = path.find(separator, i);
-    if (next == std::string::npos) next = path.size();
-    cur = path.substr(0, next);
-    if (!cur.empty() && !dir_exists(cur)) {
-      if (mkdir(cur.c_str(), 0700) != 0 && errno != EEXIST) return false;
-    }
-    i = next + 1;
-  }
-  return dir_exists(path);
-}
-
-bool fsync_and_close(FILE* stream) {
-  bool ok = fflush(stream) == 0;
-  if (ok && fsync(fileno(stream)) != 0) ok = false;
-  if (fclose(stream) != 0) ok = false;
-  return ok;
-}
-
-bool rename_durable(const std::string& temp, const std::string& target) {
-  if (rename(temp.c_str(), target.c_str()) != 0) return false;
-  std::string dir = path_dirname(target);
-  int fd = open(dir.empty() ? "." : dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd >= 0) {
-    fsync(fd);  // best effort: the rename itself already happened atomically
-    close(fd);
-  }
-  return true;
-}
-
-char path_separator() { return '/'; }
-
 static size_t last_separator(std::string_view path) { return path.find_last_of("/\\"); }
 
 std::string path_dirname(std::string_view path) {
@@ -218,16 +106,6 @@ std::string path_join(std::string_view a, std::string_view b) {
   if (!out.empty() && out.back() != '/' && out.back() != '\\') out.push_back(path_separator());
   out.append(b);
   return out;
-}
-
-bool file_exists(const std::string& path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0;
-}
-
-bool dir_exists(const std::string& path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
 int str_casecmp(std::string_view a, std::string_view b) {
@@ -277,16 +155,6 @@ void replace_string(char** var, const char* value) {
   *var = fresh;
 }
 
-bool read_whole_line(FILE* stream, std::string* line_out) {
-  line_out->clear();
-  char chunk[8192];
-  while (fgets(chunk, sizeof chunk, stream)) {
-    line_out->append(chunk);
-    if (!line_out->empty() && line_out->back() == '\n') return true;
-  }
-  return !ferror(stream) && !line_out->empty();
-}
-
 char* resize_back_buffer(char* buffer, size_t old_size, size_t new_size) {
   char* out = static_cast<char*>(xmalloc(new_size));
   size_t keep = old_size < new_size ? old_size : new_size;
@@ -294,32 +162,4 @@ char* resize_back_buffer(char* buffer, size_t old_size, size_t new_size) {
   if (keep) memcpy(out + new_size - keep, buffer + old_size - keep, keep);
   free(buffer);
   return out;
-}
-
-// Decodes the character at s (at most max bytes); a byte that starts no valid character stands
-// for itself with length 1.
-static gunichar utf8_char_or_byte(const char* s, size_t max, size_t* len) {
-  gunichar c = g_utf8_get_char_validated(s, static_cast<gssize>(max));
-  if (c == static_cast<gunichar>(-1) || c == static_cast<gunichar>(-2)) {
-    *len = 1;
-    return static_cast<unsigned char>(*s);
-  }
-  *len = static_cast<size_t>(g_utf8_next_char(s) - s);
-  return c;
-}
-
-int g_utf8_strncasecmp(const char* a, const char* b, size_t n) {
-  size_t i = 0, j = 0;
-  while (i < n && j < n) {
-    if (!a[i] || !b[j]) return static_cast<unsigned char>(a[i]) - static_cast<unsigned char>(b[j]);
-    size_t la, lb;
-    gunichar ca = g_unichar_tolower(utf8_char_or_byte(a + i, n - i, &la));
-    gunichar cb = g_unichar_tolower(utf8_char_or_byte(b + j, n - j, &lb));
-    if (ca != cb) return ca < cb ? -1 : 1;
-    i += la;
-    j += lb;
-  }
-  if (i < n && a[i]) return 1;
-  if (j < n && b[j]) return -1;
-  return 0;
 }

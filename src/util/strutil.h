@@ -1,4 +1,4 @@
-// String and file helpers shared by every module.
+// String helpers shared by every module (the file helpers are in util/fileutil.h).
 //
 // Strings are UTF-8 std::string values; helpers return new values and never modify their input.
 #pragma once
@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "util/fileutil.h"
 #include "util/plist.h"
 
 // Replaces every occurrence of `from` by `to`, scanning left to right and resuming right after
@@ -41,50 +42,12 @@ plist* strsplit(std::string_view text, std::string_view separator);
 // An empty text gives no pieces.
 plist* strsplit_no_double(std::string_view text, char separator);
 
-// Reads the stream in blocks of 524288 elements of `element_size` bytes, growing the buffer to
-// the total plus one byte after each block (room for a terminator the caller writes).
-// The buffer is malloc'd (caller frees); returns false on a read error.
-bool read_entire_file(FILE* stream, char** buffer_out, size_t element_size, size_t* length_out);
-// Convenience: the whole file as a string; nullopt when it cannot be opened or read.
-std::optional<std::string> read_file_to_string(const std::string& path);
-
-// Reads the next physical line whole, whatever its length, in chunks of 8192 bytes up to and
-// including a line feed or up to the end of the file. The line feed stays in the line. False at
-// the end of the file with nothing read, and on a read error.
-bool read_whole_line(FILE* stream, std::string* line_out);
-
-// Creates or truncates the file and writes exactly `length` bytes; true only when all were
-// written and the file was closed without error.
-bool dump_data_to_file(const std::string& path, const void* data, size_t length);
-
-// Up to `tries` times: 8 random alphanumeric characters joined to `folder` (or "." when empty)
-// with the path separator, created exclusively with owner-only permissions. Returns an open
-// binary stream for writing and the path, or nullptr (and an empty path) when every try failed.
-FILE* secure_open_temp_file(std::string* path_out, const std::string& folder, int tries);
-
-// Creates a folder with all missing parents (mode 0700 for new folders). True when the folder
-// exists afterwards.
-bool mkdir_p(const std::string& path, char separator);
-
-// Flushes the file behind `stream` to disk and closes it; false on any error.
-bool fsync_and_close(FILE* stream);
-// Atomically replaces `target` by `temp` and flushes the folder entry to disk.
-// On failure `temp` is left in place and errno describes the failure.
-bool rename_durable(const std::string& temp, const std::string& target);
-
-// Renames `from` to `to` only when `to` does not exist yet; false (errno EEXIST) when it does.
-bool rename_no_replace(const std::string& from, const std::string& to);
-
-// The platform's path separator ('/' here, '\\' on Windows).
-char path_separator();
 // Everything before the last separator ('/' or '\\'); "" when there is none.
 std::string path_dirname(std::string_view path);
 // Everything after the last separator.
 std::string path_basename(std::string_view path);
 // Joins with the platform separator, without doubling one that is already there.
 std::string path_join(std::string_view a, std::string_view b);
-bool file_exists(const std::string& path);
-bool dir_exists(const std::string& path);
 
 // ASCII case-insensitive comparison (_stricmp), and equality.
 int str_casecmp(std::string_view a, std::string_view b);

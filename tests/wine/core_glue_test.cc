@@ -9,21 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
-
-// The settings list itself needs GLib and is not built here; these two calls are all the hook
-// time-out step makes of it, recorded so the tests can see what was stored.
-namespace {
-std::map<std::string, int> g_prefs;
-int g_pref_writes = 0;
-}  // namespace
-
-int setting_does_exist(const char* name) { return g_prefs.count(name) ? 1 : 0; }
-void setting_set_int(const char* name, int value) {
-  g_prefs[name] = value;
-  g_pref_writes++;
-}
 
 namespace {
 
@@ -145,10 +131,12 @@ class Win32HookTimeoutStep : public ::testing::Test {
   void SetUp() override {
     saved_value_ = value("LowLevelHooksTimeout");
     saved_backup_ = value("LowLevelHooksTimeoutBackup");
-    g_prefs.clear();
-    g_pref_writes = 0;
+    __setting_list_free(prefs_lst);
+    prefs_lst = nullptr;
   }
   void TearDown() override {
+    __setting_list_free(prefs_lst);
+    prefs_lst = nullptr;
     restore("LowLevelHooksTimeout", saved_value_);
     restore("LowLevelHooksTimeoutBackup", saved_backup_);
   }
@@ -173,20 +161,20 @@ TEST_F(Win32HookTimeoutStep, RaisedOnceAndTheUsersValueKept) {
   prefs_platform_adjust_hook_timeout();
   EXPECT_EQ(value("LowLevelHooksTimeout"), 1000u) << "Wine reports Windows 8 or later";
   EXPECT_EQ(value("LowLevelHooksTimeoutBackup"), 300u);
-  EXPECT_EQ(g_prefs["lt"], 2);
+  EXPECT_STREQ(setting_get("lt"), "2");
 
-  g_pref_writes = 0;
+  // Stored as "02", the marker would read "2" again if the second run wrote it.
+  setting_set("lt", "02");
   prefs_platform_adjust_hook_timeout();
   EXPECT_EQ(value("LowLevelHooksTimeout"), 1000u);
   EXPECT_EQ(value("LowLevelHooksTimeoutBackup"), 300u);
-  EXPECT_EQ(g_pref_writes, 0) << "a second run leaves the marker alone";
-  EXPECT_EQ(g_prefs["lt"], 2);
+  EXPECT_STREQ(setting_get("lt"), "02") << "a second run leaves the marker alone";
 }
 
 TEST_F(Win32HookTimeoutStep, LoweredAgainRaisedWithoutTouchingTheBackup) {
   ASSERT_TRUE(reg_set_key_dword_value(HKEY_CURRENT_USER, k_key, "LowLevelHooksTimeout", 200));
   ASSERT_TRUE(reg_set_key_dword_value(HKEY_CURRENT_USER, k_key, "LowLevelHooksTimeoutBackup", 300));
-  g_prefs["lt"] = 2;
+  setting_set_int("lt", 2);
   prefs_platform_adjust_hook_timeout();
   EXPECT_EQ(value("LowLevelHooksTimeout"), 1000u);
   EXPECT_EQ(value("LowLevelHooksTimeoutBackup"), 300u);
