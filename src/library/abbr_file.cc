@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <unistd.h>
 
 #include "util/strutil.h"
 
@@ -266,13 +265,13 @@ bool abbr_dump_folder_list_to_file(plist* list, const std::string& path, std::st
     err = write_error(errno);
   }
   if (!ok) {
-    unlink(temp.c_str());
+    file_remove(temp);
     if (error_out) *error_out = err;
     return false;
   }
   if (!rename_durable(temp, path)) {
     int saved_errno = errno;
-    unlink(temp.c_str());
+    file_remove(temp);
     if (error_out)
       *error_out = strprintf("Could not move temporary file %s to %s: %s", temp.c_str(), path.c_str(),
                              strerror(saved_errno));

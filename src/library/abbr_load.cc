@@ -531,7 +531,7 @@ bool abbr_load_main_list_from_buffer(std::string_view raw, const std::string& pa
 bool abbr_load_main_list_from_file(const std::string& path) {
   FILE* stream;
   for (;;) {
-    stream = fopen(path.c_str(), "rb");
+    stream = file_open(path, "rb");
     if (stream) break;
     int err = errno;
     if (file_exists(path)) {
@@ -585,7 +585,7 @@ bool abbr_load_abbreviations_from_file(const std::string& path, abbr_folder* int
     if (error_out) *error_out = "Filename is blank.";
     return false;
   }
-  FILE* stream = fopen(path.c_str(), "rb");
+  FILE* stream = file_open(path, "rb");
   if (!stream) {
     if (error_out) *error_out = strerror(errno);
     return false;
