@@ -133,17 +133,4 @@ TEST(PlistSearch, FirstExactMatchWithIndex) {
   plist_free(l);
 }
 
-TEST(Pstack, LifoAndEmpty) {
-  pstack* s = pstack_new();
-  int a, b;
-  EXPECT_EQ(pstack_pop(s), nullptr);
-  pstack_push(s, &a);
-  pstack_push(s, &b);
-  EXPECT_EQ(pstack_peek(s), &b);
-  EXPECT_EQ(pstack_pop(s), &b);
-  EXPECT_EQ(pstack_pop(s), &a);
-  EXPECT_EQ(pstack_peek(s), nullptr);
-  pstack_delete(s);
-}
-
 }  // namespace
