@@ -231,12 +231,6 @@ TEST_F(IIModeTest, EscapeAndWindowChangeEndTheFieldAbruptly) {
   EXPECT_EQ(mon_get_ii_ended_abruptly(), 1);
 }
 
-TEST_F(IIModeTest, NavigationKeyIsRemembered) {
-  EXPECT_EQ(mon_was_unselect_key_pressed_first_in_ii_mode(), 0);
-  tap(VK_RIGHT);
-  EXPECT_EQ(mon_was_unselect_key_pressed_first_in_ii_mode(), 1);
-}
-
 // ---- Tooltip scheduling ----
 
 class TooltipTest : public MonTest {

@@ -65,22 +65,11 @@ class PrefsTest : public ::testing::Test {
 
 TEST_F(PrefsTest, AnEmptyFileGivesEveryDefaultAndTheMarkers) {
   EXPECT_FALSE(load(""));
-  const std::map<std::string, std::string> expected = {
-      {"trigger_hotkey", "17"}, {"delim_chars", ",.?!()<>[]{}:;\"/\\-' \n\t"}, {"uc_check", "1"},
-      {"uc_check_days", "1"}, {"launchpad_hotkey", "17 32"}, {"launchpad_enable", "1"},
-      {"quickadd_sel_hotkey", "18 16 83"}, {"quickadd_clip_hotkey", "18 16 67"},
-      {"edit_last_typed_hotkey", "18 16 76"}, {"adv_view", "1"}, {"repleditor_font", "Segoe UI 10"},
-      {"ui_font", "Segoe UI 9"}, {"dmode", "1"}, {"lmode", "0"}, {"a_color", "#3ad2fc"},
-      {"r_color", "#b09cf3"}, {"o_color", "#27d6b3"}, {"contfol_col", "0"}, {"remember_sel_folder", "1"},
-      {"a_sc", "2"}, {"a_so", "asc"}, {"auto_backup", "1"}, {"limit_total_backup", "1"},
-      {"backup_max_count", "25"}, {"backup_dir", dir_ + "/config/quiverex/backups"},
-      {"show_bottom_buttons", "0"}, {"output_method", "0"}, {"use_clipboard_more_than", "1"},
-      {"ffocusri", "1"}, {"rablecols", "1"}, {"cont_window_changed", "1"}, {"win_height", "617"},
-      {"v", "2024.04.10"},
-      // The markers of the one-time migrations.
-      {"ui_font_up", "1"}, {"t", "1"}, {"ucmt", "1"}, {"3", "1"}, {"afte", "1"}, {"cort", "1"}};
-  for (const auto& [key, value] : expected) EXPECT_EQ(setting_get(key.c_str()), value) << key;
-  EXPECT_EQ(__setting_get_count(prefs_lst), expected.size());
+  // The defaults that depend on where the program runs, and the markers of the one-time
+  // migrations.
+  EXPECT_STREQ(setting_get("backup_dir"), (dir_ + "/config/quiverex/backups").c_str());
+  for (const char* marker : {"ui_font_up", "t", "ucmt", "3", "afte", "cort"})
+    EXPECT_STREQ(setting_get(marker), "1") << marker;
   EXPECT_EQ(gvar_get_int("backup_srsly"), 1);
   EXPECT_FALSE(gvar_does_exist("te_resync"));
 

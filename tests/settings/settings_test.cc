@@ -110,35 +110,29 @@ TEST(SettingsListTest, OwnershipOfSetAndCopy) {
 
 using SettingsFileTest = TempDir;
 
-TEST_F(SettingsFileTest, BackslashesAndQuotesAreEscapedOnDiskAndReadBack) {
-  setting* l = nullptr;
-  l = __setting_set(l, "dir", "C:\\Users\\me\\");
-  l = __setting_set(l, "say", "he said \"hi\\\"");
-  l = __setting_set(l, "na\"me", "x");
-  std::string p = path("out.lt");
-  ASSERT_EQ(__settings_dump_to_file(l, p.c_str()), 0);
-  EXPECT_EQ(read_file_to_string(p).value(),
-            "\"dir\"=\"C:\\\\Users\\\\me\\\\\"\n"
-            "\"say\"=\"he said \\\"hi\\\\\\\"\"\n"
-            "\"na\\\"me\"=\"x\"\n");
-  std::optional<std::string> err;
-  setting* back = __settings_load_from_file(p.c_str(), &err);
-  EXPECT_FALSE(err);
-  EXPECT_EQ(entries(back), entries(l));
-  __setting_list_free(l);
-  __setting_list_free(back);
-}
-
-TEST_F(SettingsFileTest, LineBreaksInValuesSpanPhysicalLines) {
-  setting* l = __setting_set(nullptr, "text", "one\ntwo\r\n\"three\"\n");
-  l = __setting_set(l, "after", "x");
-  std::string p = path("out.lt");
-  ASSERT_EQ(__settings_dump_to_file(l, p.c_str()), 0);
-  EXPECT_EQ(read_file_to_string(p).value(), "\"text\"=\"one\ntwo\r\n\\\"three\\\"\n\"\n\"after\"=\"x\"\n");
-  setting* back = __settings_load_from_file(p.c_str(), nullptr);
-  EXPECT_EQ(entries(back), entries(l));
-  __setting_list_free(l);
-  __setting_list_free(back);
+// Backslashes and quotes are escaped on disk; line breaks in a value span physical lines.
+TEST_F(SettingsFileTest, ValuesAreEscapedOnDiskAndReadBack) {
+  const std::pair<pairs, std::string> cases[] = {
+      {{{"dir", "C:\\Users\\me\\"}, {"say", "he said \"hi\\\""}, {"na\"me", "x"}},
+       "\"dir\"=\"C:\\\\Users\\\\me\\\\\"\n"
+       "\"say\"=\"he said \\\"hi\\\\\\\"\"\n"
+       "\"na\\\"me\"=\"x\"\n"},
+      {{{"text", "one\ntwo\r\n\"three\"\n"}, {"after", "x"}},
+       "\"text\"=\"one\ntwo\r\n\\\"three\\\"\n\"\n\"after\"=\"x\"\n"},
+  };
+  for (const auto& [values, on_disk] : cases) {
+    setting* l = nullptr;
+    for (const auto& [name, value] : values) l = __setting_set(l, name.c_str(), value.c_str());
+    std::string p = path("out.lt");
+    ASSERT_EQ(__settings_dump_to_file(l, p.c_str()), 0);
+    EXPECT_EQ(read_file_to_string(p).value(), on_disk);
+    std::optional<std::string> err;
+    setting* back = __settings_load_from_file(p.c_str(), &err);
+    EXPECT_FALSE(err);
+    EXPECT_EQ(entries(back), values);
+    __setting_list_free(l);
+    __setting_list_free(back);
+  }
 }
 
 TEST_F(SettingsFileTest, WhiteSpaceBlankLinesAndWindowsLineEnds) {

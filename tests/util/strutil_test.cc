@@ -1,6 +1,5 @@
 #include "util/strutil.h"
 
-#include <dirent.h>
 #include <glib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +8,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
@@ -88,29 +88,11 @@ class TempDirTest : public ::testing::Test {
     g_free(d);
   }
   void TearDown() override {
-    if (!dir_.empty()) remove_tree(dir_);
-  }
-  static void remove_tree(const std::string& path) {
-    if (DIR* d = opendir(path.c_str())) {
-      while (dirent* e = readdir(d)) {
-        std::string name = e->d_name;
-        if (name == "." || name == "..") continue;
-        remove_tree(path + "/" + name);
-      }
-      closedir(d);
-      rmdir(path.c_str());
-    } else {
-      unlink(path.c_str());
-    }
+    if (!dir_.empty()) std::filesystem::remove_all(dir_);
   }
   std::vector<std::string> entries() const {
     std::vector<std::string> out;
-    DIR* d = opendir(dir_.c_str());
-    while (dirent* e = readdir(d)) {
-      std::string name = e->d_name;
-      if (name != "." && name != "..") out.push_back(name);
-    }
-    closedir(d);
+    for (const auto& e : std::filesystem::directory_iterator(dir_)) out.push_back(e.path().filename());
     return out;
   }
   std::string dir_;

@@ -113,25 +113,6 @@ TEST_F(Win32Clipboard, BackupKeepsTextAndBitmapAcrossAPaste) {
   }
 }
 
-TEST_F(Win32Clipboard, BitmapSurvivesTheDeviceIndependentCopy) {
-  HBITMAP bmp = make_bitmap();
-  HGLOBAL dib = w32_bitmap_to_dib(bmp);
-  ASSERT_NE(dib, nullptr);
-  auto* h = static_cast<BITMAPINFOHEADER*>(GlobalLock(dib));
-  EXPECT_EQ(h->biSize, 40u);
-  EXPECT_EQ(h->biWidth, 8);
-  EXPECT_EQ(h->biHeight, 4);
-  DWORD stride = ((8u * h->biBitCount + 31) / 32) * 4;
-  EXPECT_EQ(h->biSizeImage, stride * 4);
-  GlobalUnlock(dib);
-  HBITMAP back = w32_dib_to_bitmap(dib);
-  ASSERT_NE(back, nullptr);
-  EXPECT_EQ(pixels(back), pixels(bmp));
-  DeleteObject(back);
-  DeleteObject(bmp);
-  GlobalFree(dib);
-}
-
 TEST_F(Win32Clipboard, RegisteredFormatsKeepTheirBytesAndNames) {
   UINT html = RegisterClipboardFormatW(L"HTML Format");
   const char data[] = "Version:0.9\r\n<b>bold</b>";

@@ -48,9 +48,6 @@ TEST(Win32GvarFacts, ProgramAndShellFolders) {
   EXPECT_EQ(CompareStringOrdinal(w32_to_utf16(*windows).c_str(), -1, L"C:\\windows", -1, TRUE),
             CSTR_EQUAL)
       << *windows;
-
-  EXPECT_STREQ(gvar_platform_app_folder_name(), "Quiverex");
-  EXPECT_STREQ(gvar_platform_portable_launcher_name(), "QuiverexPortable.exe");
 }
 
 TEST(Win32GvarFacts, CurrentFolderWithCharactersOutsideTheCodePage) {

@@ -10,17 +10,13 @@ KBDLLHOOKSTRUCT kbd(DWORD vk, DWORD scan, DWORD flags) {
   k.vkCode = vk;
   k.scanCode = scan;
   k.flags = flags;
-  k.time = 1234;
   return k;
 }
 
 TEST(Win32KeyDecode, DownAndUpComeFromTheMessage) {
   plat_key_event down = w32_decode_key_event(WM_KEYDOWN, kbd('A', 0x1E, 0));
   EXPECT_TRUE(down.down());
-  EXPECT_EQ(down.vk, 'A');
-  EXPECT_EQ(down.scan, 0x1Eu);
   EXPECT_EQ(down.flags, 0u);
-  EXPECT_EQ(down.time, 1234u);
 
   // Wine leaves LLKHF_UP off the key-up of an injected Unicode character.
   plat_key_event up = w32_decode_key_event(WM_KEYUP, kbd(VK_PACKET, 0xD83D, LLKHF_INJECTED));

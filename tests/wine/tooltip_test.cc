@@ -42,9 +42,6 @@ TEST(Win32Tooltip, BalloonAppearsBelowTheCaretAndHides) {
   HWND owner = CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
   HWND tt = w32_tooltip_create(owner);
   ASSERT_NE(tt, nullptr);
-  wchar_t cls[64];
-  GetClassNameW(tt, cls, 64);
-  EXPECT_STREQ(cls, L"tooltips_class32");
   EXPECT_FALSE(IsWindowVisible(tt));
 
   w32_tooltip_show(tt, owner, at.x, at.y, "Grüße, Welt");
