@@ -259,23 +259,9 @@ void on_new_text(GtkWidget*, gpointer) { new_abbrev(ABBR_TYPE_TEXT); }
 void on_new_program(GtkWidget*, gpointer) { new_abbrev(ABBR_TYPE_PROGRAM); }
 void on_new_website(GtkWidget*, gpointer) { new_abbrev(ABBR_TYPE_WEBSITE); }
 
-// Asks before deleting unless the user ticked "Don't ask me again" for this kind of record.
-bool confirm(const char* dsa_key, const std::string& question) {
-  if (setting_get_int(dsa_key)) return true;
-  GtkWidget* d = gtk_message_dialog_new(GTK_WINDOW(gtk_widget_get_toplevel(E->folder_view)), GTK_DIALOG_MODAL,
-                                        GTK_MESSAGE_QUESTION, GTK_BUTTONS_YES_NO, "%s", question.c_str());
-  GtkWidget* dsa = gtk_check_button_new_with_mnemonic("_Don't ask me again");
-  gtk_box_pack_end(GTK_BOX(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(d))), dsa, FALSE, FALSE, 0);
-  gtk_widget_show(dsa);
-  bool yes = gtk_dialog_run(GTK_DIALOG(d)) == GTK_RESPONSE_YES;
-  if (yes && gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(dsa))) setting_set_int(dsa_key, 1);
-  gtk_widget_destroy(d);
-  return yes;
-}
-
 void delete_selected_abbrev() {
   abbr_abbrev* a = selected_abbrev();
-  if (!a || !confirm("deleteabbrevwarning_dsa", "Are you sure you want to delete the selected Quiverextion?"))
+  if (!a || !editor_confirm("deleteabbrevwarning_dsa", "Are you sure you want to delete the selected Quiverextion?"))
     return;
   GtkTreeIter it;
   bool had_row = find_abbrev_row(a->uid, &it);
@@ -292,7 +278,7 @@ void delete_selected_folder() {
     show_msgbox(MSGBOX_INFO, MSGBOX_BUTTONS_OK, "\nThe top folder cannot be deleted.");
     return;
   }
-  if (!confirm("deletefolderwarning_dsa",
+  if (!editor_confirm("deletefolderwarning_dsa",
                "Are you sure you want to delete the folder \"" + f->name + "\" and everything in it?"))
     return;
   uint32_t parent = f->parent->uid;
@@ -626,4 +612,17 @@ void editor_store_layout() {
   for (int i = 0; i < N_COLUMNS; i++)
     if (gtk_tree_view_column_get_visible(E->columns[i]))
       setting_set_int(COLUMNS[i].width_key, gtk_tree_view_column_get_width(E->columns[i]));
+}
+
+bool editor_confirm(const char* dsa_key, const std::string& question) {
+  if (setting_get_int(dsa_key)) return true;
+  GtkWidget* d = gtk_message_dialog_new(GTK_WINDOW(gtk_widget_get_toplevel(E->folder_view)), GTK_DIALOG_MODAL,
+                                        GTK_MESSAGE_QUESTION, GTK_BUTTONS_YES_NO, "%s", question.c_str());
+  GtkWidget* dsa = gtk_check_button_new_with_mnemonic("_Don't ask me again");
+  gtk_box_pack_end(GTK_BOX(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(d))), dsa, FALSE, FALSE, 0);
+  gtk_widget_show(dsa);
+  bool yes = gtk_dialog_run(GTK_DIALOG(d)) == GTK_RESPONSE_YES;
+  if (yes && gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(dsa))) setting_set_int(dsa_key, 1);
+  gtk_widget_destroy(d);
+  return yes;
 }

@@ -4,6 +4,8 @@
 
 #include <gtk/gtk.h>
 
+#include <string>
+
 // Builds the editor (owned by the container it is packed into) and appends its Edit menu to
 // `menubar`, with accelerators in `accel`. `changed` runs after every change of the sandbox.
 GtkWidget* editor_new(GtkWidget* menubar, GtkAccelGroup* accel, void (*changed)());
@@ -15,3 +17,7 @@ void editor_expand_top_folder();
 void editor_search(const char* text);
 // Remembers column widths, sort order and the divider in the preferences.
 void editor_store_layout();
+// Asks `question` over the main window with Yes/No and a "Don't ask me again" box; true for
+// Yes. A ticked box answered Yes sets the preference `dsa_key`, which from then on answers Yes
+// without asking.
+bool editor_confirm(const char* dsa_key, const std::string& question);

@@ -68,8 +68,10 @@ gboolean on_delete(GtkWidget* w, GdkEvent*, gpointer) {
 
 void on_save(GtkWidget*, gpointer) { main_window_apply_all_changes(); }
 
-// Cancel throws the sandbox away and starts again from what was applied last.
+// Cancel throws the sandbox away and starts again from what was applied last, after asking:
+// a stray click would otherwise lose every change made since the last Apply.
 void on_cancel(GtkWidget*, gpointer) {
+  if (!editor_confirm("dont_ask_cancel", "Throw away the changes you have not applied yet?")) return;
   abbr_create_sandbox();
   main_window_set_unsaved(false);
   main_window_reload();

@@ -163,12 +163,24 @@ TEST_F(WindowsE2E, CancelThrowsAwayWhatWasNotApplied) {
   key("alt+r");
   type("should not appear");
   g_s->activate(w);
+  auto active = [] { return std::stoul(g_s->run({"xdotool", "getactivewindow"})); };
   key("alt+c");
+  ASSERT_NE(active(), w) << "Cancel did not ask";
+  key("alt+d");  // don't ask again
+  key("alt+y");
   pause(300);
+  EXPECT_EQ(active(), w);
   EXPECT_EQ(read_file(library_file()).find("qxgone"), std::string::npos);
   EXPECT_EQ(xterm_line("see qxgone "), "see qxgone ");
   // What was applied before stays.
   EXPECT_EQ(xterm_line("still qxz"), "still edited text");
+  // With the box ticked, Cancel no longer asks.
+  ASSERT_EQ(main_window_activated(), w);
+  key("ctrl+n");
+  type("qxgone2");
+  g_s->activate(w);
+  key("alt+c");
+  EXPECT_EQ(active(), w) << "Cancel asked again";
 
   // For the screenshots: the list as a search shows it.
   ASSERT_EQ(main_window_activated(), w);
