@@ -424,21 +424,14 @@ void apply_sort_preference() {
                                        desc ? GTK_SORT_DESCENDING : GTK_SORT_ASCENDING);
 }
 
-// Colours of the abbreviation and replacement columns (the theme's defaults when unset).
-const char* colour(const char* key, const char* light, const char* dark) {
-  const char* v = setting_get(key);
-  if (v && strlen(v) >= 7) return v;
-  return setting_get_int("lmode") == 1 ? light : dark;
-}
-
 void add_list_columns() {
   for (int i = 0; i < N_COLUMNS; i++) {
     const column_info& c = COLUMNS[i];
     GtkCellRenderer* r = gtk_cell_renderer_text_new();
     g_object_set(r, "ellipsize", PANGO_ELLIPSIZE_END, nullptr);
-    if (c.text_col == ABBREV_COL_TEXT) g_object_set(r, "foreground", colour("a_color", "#323232", "#3ad2fc"), nullptr);
+    if (c.text_col == ABBREV_COL_TEXT) g_object_set(r, "foreground", editor_theme_colour("a_color"), nullptr);
     if (c.text_col == ABBREV_COL_PREVIEW)
-      g_object_set(r, "foreground", colour("r_color", "#323232", "#b09cf3"), nullptr);
+      g_object_set(r, "foreground", editor_theme_colour("r_color"), nullptr);
     GtkTreeViewColumn* col = gtk_tree_view_column_new_with_attributes(c.title, r, "text", c.text_col, nullptr);
     gtk_tree_view_column_set_resizable(col, TRUE);
     gtk_tree_view_column_set_sizing(col, GTK_TREE_VIEW_COLUMN_FIXED);
@@ -625,4 +618,13 @@ bool editor_confirm(const char* dsa_key, const std::string& question) {
   if (yes && gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(dsa))) setting_set_int(dsa_key, 1);
   gtk_widget_destroy(d);
   return yes;
+}
+
+const char* editor_theme_colour(const char* key) {
+  const char* v = setting_get(key);
+  if (v && strlen(v) >= 7) return v;
+  bool light = setting_get_int("lmode") == 1;
+  if (!strcmp(key, "a_color")) return light ? "#323232" : "#3ad2fc";
+  if (!strcmp(key, "r_color")) return light ? "#323232" : "#b09cf3";
+  return light ? "#002c8c" : "#27d6b3";
 }

@@ -21,3 +21,6 @@ void editor_store_layout();
 // Yes. A ticked box answered Yes sets the preference `dsa_key`, which from then on answers Yes
 // without asking.
 bool editor_confirm(const char* dsa_key, const std::string& question);
+// The colour for `key` ("a_color" abbreviations, "r_color" replacement text, "o_color" the
+// rest), the theme's default when the preference is unset or too short to be "#rrggbb".
+const char* editor_theme_colour(const char* key);

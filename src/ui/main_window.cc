@@ -89,6 +89,16 @@ GtkWidget* add_menu_item(GtkWidget* menu, const char* label, GCallback cb, GtkAc
   return item;
 }
 
+// Colours the text of a button made with a mnemonic label.
+void set_label_colour(GtkWidget* button, const char* colour) {
+  PangoColor c;
+  if (!pango_color_parse(&c, colour)) return;
+  PangoAttrList* attrs = pango_attr_list_new();
+  pango_attr_list_insert(attrs, pango_attr_foreground_new(c.red, c.green, c.blue));
+  gtk_label_set_attributes(GTK_LABEL(gtk_bin_get_child(GTK_BIN(button))), attrs);
+  pango_attr_list_unref(attrs);
+}
+
 void build() {
   mainWin = new main_win;
   GtkWidget* w = gtk_window_new(GTK_WINDOW_TOPLEVEL);
@@ -123,6 +133,7 @@ void build() {
   mainWin->save_button = gtk_button_new_with_mnemonic("_Save");
   g_signal_connect(mainWin->save_button, "clicked", G_CALLBACK(on_save), nullptr);
   gtk_widget_set_sensitive(mainWin->save_button, FALSE);
+  set_label_colour(mainWin->save_button, editor_theme_colour("o_color"));
   gtk_box_pack_start(GTK_BOX(bar), label, FALSE, FALSE, 0);
   gtk_box_pack_start(GTK_BOX(bar), mainWin->state_switch, FALSE, FALSE, 0);
   gtk_box_pack_start(GTK_BOX(bar), mainWin->status, TRUE, TRUE, 0);
