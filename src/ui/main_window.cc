@@ -23,6 +23,7 @@ struct main_win {
   GtkWidget* status = nullptr;
   GtkWidget* cancel_button = nullptr;
   GtkWidget* apply_button = nullptr;
+  GtkWidget* bottom_buttons = nullptr;
   bool unsaved = false;
 };
 main_win* mainWin = nullptr;
@@ -142,6 +143,7 @@ void build() {
 
   GtkWidget* editor = editor_new(menubar, accel, on_sandbox_changed);
   GtkWidget* buttons = gtk_button_box_new(GTK_ORIENTATION_HORIZONTAL);
+  mainWin->bottom_buttons = buttons;
   gtk_button_box_set_layout(GTK_BUTTON_BOX(buttons), GTK_BUTTONBOX_END);
   gtk_box_set_spacing(GTK_BOX(buttons), 6);
   gtk_container_set_border_width(GTK_CONTAINER(buttons), 6);
@@ -161,6 +163,7 @@ void build() {
   gtk_box_pack_start(GTK_BOX(box), buttons, FALSE, FALSE, 0);
   gtk_container_add(GTK_CONTAINER(w), box);
   gtk_widget_show_all(box);
+  main_window_show_bottom_buttons();
 }
 
 }  // namespace
@@ -222,6 +225,10 @@ bool main_window_has_unsaved_changes() { return mainWin && mainWin->unsaved; }
 void main_window_apply_all_changes() {
   if (core_apply_sandbox()) main_window_set_unsaved(false);
   main_window_reload();
+}
+
+void main_window_show_bottom_buttons() {
+  if (mainWin) gtk_widget_set_visible(mainWin->bottom_buttons, setting_get_int("show_bottom_buttons") != 0);
 }
 
 void main_window_reload() { editor_reload(); }

@@ -308,6 +308,7 @@ void build_general(GtkWidget* nb) {
   row(g, nullptr, W->start_with_system);
   heading(g, "Appearance");
   W->light = radio_pair(g, "_Dark theme", "_Light theme", setting_get_int("lmode") == 1);
+  check(g, "show_bottom_buttons", "Show the Apply and Cancel buttons at the bottom of the _main window");
   heading(g, "Abbreviation folder");
   check(g, "use_diff_abbrev_dir", "Keep the abbreviations in another _folder (for example a synced one)");
   folder(g, "diff_abbrev_dir", "F_older:");
@@ -399,6 +400,7 @@ void store() {
   if (set_start_with_windows(start ? PREFS_START_WITH_SYSTEM : 0, 0) != 0)
     show_msgbox(MSGBOX_ERROR, MSGBOX_BUTTONS_OK, "\nThe start-up entry could not be changed.");
   prefs_save();
+  main_window_show_bottom_buttons();
   gtk_widget_destroy(W->window);
   if (restart &&
       show_msgbox(MSGBOX_QUESTION, MSGBOX_BUTTONS_YES_NO,

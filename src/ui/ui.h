@@ -28,6 +28,8 @@ bool main_window_has_unsaved_changes();
 void main_window_apply_all_changes();
 // Rebuilds the folder tree and the list from the sandbox.
 void main_window_reload();
+// Shows or hides the Apply/Cancel row as the preferences say.
+void main_window_show_bottom_buttons();
 // Opens the top folder of the tree.
 void expand_absolute_parent_folder_in_tv();
 
