@@ -16,13 +16,6 @@
 namespace {
 std::unique_ptr<x11_platform> g_backend;  // lives from start-up to exit
 
-plat_thread_id create_keysim() { return keysim_create_thread() ? g_keysim_tid.load() : 0; }
-void destroy_keysim() {
-  keysim_destroy_thread();
-  keysim_wait_thread_ended();
-}
-int output_method() { return g_keysim_om; }
-
 void tooltip_show(abbr_abbrev* a, const std::string& typed, int x, int y) {
   std::string text;
   if (a->type == ABBR_TYPE_TEXT)
@@ -74,12 +67,7 @@ void app_engine_close_platform() {
 }
 
 void app_engine_wire(core_app_ops* ops) {
-  mon_callbacks cb;
-  cb.keysim_create_thread = create_keysim;
-  cb.keysim_destroy_thread = destroy_keysim;
-  cb.keysim_user_typed_char_in_ii = keysim_user_typed_char_in_ii;
-  cb.keysim_user_typed_backspace_in_ii = keysim_user_typed_backspace_in_ii;
-  cb.keysim_output_method = output_method;
+  mon_callbacks cb = keysim_monitor_callbacks();
   cb.in_tray_menu = systray_in_menu;
   mon_set_callbacks(cb);
 

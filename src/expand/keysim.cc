@@ -516,3 +516,16 @@ int keysim_simutype_text(const std::string& text, plat_window target, int* curso
   if (cursor_back) *cursor_back = back;
   return result;
 }
+
+mon_callbacks keysim_monitor_callbacks() {
+  mon_callbacks cb;
+  cb.keysim_create_thread = [] { return keysim_create_thread() ? g_keysim_tid.load() : plat_thread_id{0}; };
+  cb.keysim_destroy_thread = [] {
+    keysim_destroy_thread();
+    keysim_wait_thread_ended();
+  };
+  cb.keysim_user_typed_char_in_ii = keysim_user_typed_char_in_ii;
+  cb.keysim_user_typed_backspace_in_ii = keysim_user_typed_backspace_in_ii;
+  cb.keysim_output_method = keysim_get_output_method;
+  return cb;
+}

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <string>
 
+#include "monitor/mon.h"
 #include "monitor/tai.h"
 #include "platform/platform.h"
 #include "settings/settings.h"
@@ -70,6 +71,9 @@ int keysim_create_thread();
 void keysim_destroy_thread();
 // Waits for a thread that keysim_destroy_thread() asked to end (at shutdown and in tests).
 void keysim_wait_thread_ended();
+// The replacement thread's side of the monitor's callbacks (thread life, output method, what
+// the user types into an input field); the caller adds the fields that belong to the windows.
+mon_callbacks keysim_monitor_callbacks();
 // The thread's message loop.
 void keysim_thread_proc();
 

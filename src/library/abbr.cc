@@ -352,31 +352,32 @@ abbr_folder* abbr_folder_from_uid(plist* list, uint32_t uid, int* index_out) {
   return found;
 }
 
-static abbr_abbrev* abbrev_from_uid_in(abbr_folder* f, uint32_t uid) {
-  for (abbr_abbrev* a : plist_range<abbr_abbrev>(f->abbrevs))
-    if (a->uid == uid) return a;
-  for (abbr_folder* sub : plist_range<abbr_folder>(f->subfolders))
-    if (abbr_abbrev* a = abbrev_from_uid_in(sub, uid)) return a;
-  return nullptr;
-}
-
 abbr_abbrev* abbr_abbrev_from_uid(plist* list, uint32_t uid) {
-  for (abbr_folder* f : plist_range<abbr_folder>(list))
-    if (abbr_abbrev* a = abbrev_from_uid_in(f, uid)) return a;
-  return nullptr;
-}
-
-static abbr_folder* folder_with_hotkey_id_in(abbr_folder* f, int32_t id) {
-  if (!f->chooser_hotkey.empty() && f->chooser_hotkey_id == id) return f;
-  for (abbr_folder* sub : plist_range<abbr_folder>(f->subfolders))
-    if (abbr_folder* hit = folder_with_hotkey_id_in(sub, id)) return hit;
-  return nullptr;
+  plist* abbrevs = nullptr;
+  abbr_get_all_folders_and_abbrevs_from_folder_list(list, nullptr, &abbrevs);
+  abbr_abbrev* found = nullptr;
+  for (abbr_abbrev* a : plist_range<abbr_abbrev>(abbrevs)) {
+    if (a->uid == uid) {
+      found = a;
+      break;
+    }
+  }
+  plist_free_all_but_data(abbrevs);
+  return found;
 }
 
 abbr_folder* abbr_get_folder_with_acm_hotkey_id(plist* list, int32_t id) {
-  for (abbr_folder* f : plist_range<abbr_folder>(list))
-    if (abbr_folder* hit = folder_with_hotkey_id_in(f, id)) return hit;
-  return nullptr;
+  plist* folders = nullptr;
+  abbr_get_all_folders_and_abbrevs_from_folder_list(list, &folders, nullptr);
+  abbr_folder* found = nullptr;
+  for (abbr_folder* f : plist_range<abbr_folder>(folders)) {
+    if (!f->chooser_hotkey.empty() && f->chooser_hotkey_id == id) {
+      found = f;
+      break;
+    }
+  }
+  plist_free_all_but_data(folders);
+  return found;
 }
 
 int abbr_get_n_abbrevs_in_folder(const abbr_folder* f, bool recursive) {

@@ -36,12 +36,6 @@ x11_platform* g_plat = nullptr;
 std::atomic<int> g_started{0}, g_finished{0};
 std::atomic<int64_t> g_start_us{0}, g_finish_us{0};
 
-plat_thread_id start_keysim_thread() { return keysim_create_thread() ? g_keysim_tid.load() : 0; }
-void stop_keysim_thread() {
-  keysim_destroy_thread();
-  keysim_wait_thread_ended();
-}
-
 // Waits until the replacement after `done_before` has finished and the monitor listens again.
 bool wait_for_replacement(int done_before, int timeout_ms = 10000) {
   int64_t end = steady_now_us() + timeout_ms * 1000LL;
@@ -179,13 +173,7 @@ class ExpandOnX11 : public ::testing::Test {
     };
     keysim_set_app_hooks(hooks);
 
-    mon_callbacks cb;
-    cb.keysim_create_thread = start_keysim_thread;
-    cb.keysim_destroy_thread = stop_keysim_thread;
-    cb.keysim_output_method = keysim_get_output_method;
-    cb.keysim_user_typed_char_in_ii = keysim_user_typed_char_in_ii;
-    cb.keysim_user_typed_backspace_in_ii = keysim_user_typed_backspace_in_ii;
-    mon_set_callbacks(cb);
+    mon_set_callbacks(keysim_monitor_callbacks());
     started_ = mon_start() != 0;
   }
 
