@@ -104,6 +104,9 @@ bool mon_handle_hook_thread_message(const plat_msg& msg) {
       break;
     }
     case WM_MON_RESTORE_MODIFIERS:
+      // A modifier the user let go of while the replacement typed must be known as released
+      // before we decide to press it again.
+      plat()->flush_hook_events();
       mon_restore_all_keyupd_modifiers();
       break;
     case WM_MON_CLEAR_KEY_BUFFER:

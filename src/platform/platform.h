@@ -147,6 +147,11 @@ class platform {
   virtual bool uninstall_keyboard_hook() = 0;
   virtual bool install_mouse_hook(plat_mouse_hook fn, void* user) = 0;
   virtual bool uninstall_mouse_hook() = 0;
+  // Called on the hook thread outside any hook callback: runs the hook callbacks for every
+  // input event the system has already processed, so the hooks' picture of the keyboard is
+  // complete before the caller acts on it. Where the system calls the hooks before an event
+  // changes the key state, that picture is always complete and this does nothing.
+  virtual void flush_hook_events() = 0;
 
   // ---- Keyboard state ----
 

@@ -176,6 +176,46 @@ TEST_F(ModifierTest, CapsLockComesBackUnlessTheUserPressedIt) {
   }
 }
 
+// Where the hook hears of a key only after the system has handled it (X11), the user may let
+// go of the trigger key before the replacement ends but the hook hear of it only afterwards:
+// the key must not be pressed again then, and must be when the user really still holds it.
+TEST_F(ModifierTest, LateHooksRestoreOnlyWhatTheUserStillHolds) {
+  fake.set_capabilities(0);
+  add(top, "omw", "on my way", ABBR_TRIGGER_TRIGGER_KEY);
+  ready();
+  fake.set_late_hooks(true);
+  for (bool still_held : {false, true}) {
+    for (char c : std::string("omw")) fake.tap_key(fake.vk_key_scan(static_cast<unsigned char>(c), 0) & 0xFF);
+    fake.push_key(VK_LCONTROL, true);
+    fake.clear_records();
+    plat_msg m;
+    do {
+      ASSERT_EQ(fake.get_message(&m, 0, 0), 1);
+    } while (m.message != WM_KEYSIM_REPLACE);
+    typed_abbrev_info_free(reinterpret_cast<typed_abbrev_info**>(m.wparam));
+    std::vector<plat_input> up = fake.injected();
+    ASSERT_EQ(up.size(), 1u) << still_held;
+    EXPECT_EQ(up[0].vk, VK_LCONTROL);
+    EXPECT_EQ(up[0].flags, static_cast<uint32_t>(KEYEVENTF_KEYUP));
+
+    if (!still_held) fake.push_key(VK_LCONTROL, false);
+    for (uint32_t c : {WM_MON_CLEAR_KEY_BUFFER, WM_MON_RESTORE_MODIFIERS, WM_MON_END_TEMP_DISABLE})
+      fake.post_thread_message(fake.current_thread_id(), c, 0, 0);
+    for (int i = 0; i < 3; ++i) {
+      ASSERT_EQ(fake.get_message(&m, 0, 0), 1);
+      mon_handle_hook_thread_message(m);
+    }
+    std::vector<plat_input> all = fake.injected();
+    ASSERT_EQ(all.size(), still_held ? 2u : 1u) << still_held;
+    if (still_held) {
+      EXPECT_EQ(all[1].flags, 0u);
+    }
+    EXPECT_EQ((fake.get_async_key_state(VK_LCONTROL) & 0x8000) != 0, still_held);
+  }
+  fake.push_key(VK_LCONTROL, false);
+  fake.flush_hook_events();
+}
+
 // ---- Interactive input ----
 
 class IIModeTest : public MonTest {

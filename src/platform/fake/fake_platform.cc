@@ -175,14 +175,14 @@ plat_key_event fake_platform::make_event(uint32_t vk, bool down, uint32_t scan, 
   return plat_key_event{msg, vk, scan, flags, ++time_};
 }
 
-void fake_platform::update_state(const plat_key_event& ev) {
+void fake_platform::update_state(uint8_t state[256], const plat_key_event& ev) {
   uint32_t vk = ev.vk;
   bool down = ev.down();
-  if (down && !(state_[vk] & 0x80)) state_[vk] ^= 0x01;  // toggles flip on each press
-  state_[vk] = down ? (state_[vk] | 0x80) : (state_[vk] & 0x7F);
-  auto either = [this](uint32_t generic, uint32_t l, uint32_t r) {
-    bool d = is_down(state_, l) || is_down(state_, r);
-    state_[generic] = d ? (state_[generic] | 0x80) : (state_[generic] & 0x7F);
+  if (down && !(state[vk] & 0x80)) state[vk] ^= 0x01;  // toggles flip on each press
+  state[vk] = down ? (state[vk] | 0x80) : (state[vk] & 0x7F);
+  auto either = [state](uint32_t generic, uint32_t l, uint32_t r) {
+    bool d = is_down(state, l) || is_down(state, r);
+    state[generic] = d ? (state[generic] | 0x80) : (state[generic] & 0x7F);
   };
   either(VK_SHIFT, VK_LSHIFT, VK_RSHIFT);
   either(VK_CONTROL, VK_LCONTROL, VK_RCONTROL);
@@ -234,9 +234,19 @@ void fake_platform::app_receive(const plat_key_event& ev) {
 
 void fake_platform::deliver_locked(const pending_event& ev) {
   if (ev.is_key) {
-    update_state(ev.key);
+    update_state(state_, ev.key);
     app_receive(ev.key);
   }
+}
+
+void fake_platform::queue_key_locked(pending_event ev) {
+  if (!kb_hook_) {
+    deliver_locked(ev);
+    return;
+  }
+  if (late_hooks_) update_state(late_async_, ev.key);
+  pending_.push_back(ev);
+  plat_queue_wake(kb_hook_tid_);
 }
 
 // Runs the pending hook calls of the calling thread, unlocking around each callback so the
@@ -273,7 +283,7 @@ std::unique_lock<std::mutex> fake_platform::deliver_pending(std::unique_lock<std
     }
     if (ev.is_key && v == PLAT_SWALLOW) {
       // The application never sees it, but the key is still physically where it is.
-      update_state(ev.key);
+      update_state(state_, ev.key);
     } else {
       deliver_locked(ev);
     }
@@ -282,13 +292,7 @@ std::unique_lock<std::mutex> fake_platform::deliver_pending(std::unique_lock<std
 
 void fake_platform::push_key(uint32_t vk, bool down, uint32_t scan, uint32_t extra_flags) {
   std::lock_guard<std::mutex> g(lock_);
-  pending_event ev{true, make_event(vk, down, scan, extra_flags), {}};
-  if (!kb_hook_) {
-    deliver_locked(ev);
-    return;
-  }
-  pending_.push_back(ev);
-  plat_queue_wake(kb_hook_tid_);
+  queue_key_locked(pending_event{true, make_event(vk, down, scan, extra_flags), {}});
 }
 
 void fake_platform::tap_key(uint32_t vk, const std::vector<uint32_t>& held) {
@@ -351,7 +355,7 @@ plat_verdict fake_platform::feed_key(uint32_t vk, bool down, uint32_t scan, uint
     g.lock();
   }
   if (v == PLAT_SWALLOW)
-    update_state(ev.key);
+    update_state(state_, ev.key);
   else
     deliver_locked(ev);
   return v;
@@ -475,7 +479,13 @@ unsigned fake_platform::capabilities() {
 int fake_platform::get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) {
   plat_queue_create();
   for (;;) {
-    // Hook calls come before posted messages, as on Windows.
+    // Hook calls come before posted messages, as on Windows; late hooks come after them.
+    bool late;
+    {
+      std::lock_guard<std::mutex> g(lock_);
+      late = late_hooks_;
+    }
+    if (late && plat_queue_take(out, msg_min, msg_max)) return out->message == WM_QUIT ? 0 : 1;
     deliver_pending(std::unique_lock<std::mutex>(lock_));
     if (plat_queue_take(out, msg_min, msg_max)) return out->message == WM_QUIT ? 0 : 1;
     pollfd p{plat_queue_fd(), POLLIN, 0};
@@ -483,6 +493,14 @@ int fake_platform::get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max
     plat_queue_drain_wake();
   }
 }
+
+void fake_platform::set_late_hooks(bool late) {
+  std::lock_guard<std::mutex> g(lock_);
+  late_hooks_ = late;
+  std::copy(state_, state_ + 256, late_async_);
+}
+
+void fake_platform::flush_hook_events() { deliver_pending(std::unique_lock<std::mutex>(lock_)); }
 
 bool fake_platform::install_keyboard_hook(plat_key_hook fn, void* user) {
   std::lock_guard<std::mutex> g(lock_);
@@ -531,7 +549,8 @@ int16_t fake_platform::get_key_state(uint32_t vk) {
 int16_t fake_platform::get_async_key_state(uint32_t vk) {
   std::lock_guard<std::mutex> g(lock_);
   if (vk > 255) return 0;
-  return static_cast<int16_t>((state_[vk] & 0x80) ? 0x8000 : 0);
+  const uint8_t* state = late_hooks_ ? late_async_ : state_;
+  return static_cast<int16_t>((state[vk] & 0x80) ? 0x8000 : 0);
 }
 
 plat_layout fake_platform::window_layout(plat_window) { return 1; }
@@ -634,12 +653,7 @@ void fake_platform::inject(const plat_input& in) {
   } else {
     ev.key = make_event(in.vk, down, in.scan, flags);
   }
-  if (kb_hook_) {
-    pending_.push_back(ev);
-    plat_queue_wake(kb_hook_tid_);
-  } else {
-    deliver_locked(ev);
-  }
+  queue_key_locked(ev);
 }
 
 unsigned fake_platform::send_input(const plat_input* inputs, unsigned n) {

@@ -58,6 +58,10 @@ class fake_platform : public plat_queued_platform {
   // Unknown names select "us". Resets the dead-key states.
   void set_layout(const std::string& name);
   void set_capabilities(unsigned caps) { caps_ = caps; }
+  // Late hooks, as on X11: the system's key state (get_async_key_state) changes as soon as an
+  // event happens, and the hook thread's get_message() serves queued messages before it runs
+  // the hook for the event; flush_hook_events() runs it at once.
+  void set_late_hooks(bool late);
 
   // A physical key event. Delivered to the keyboard hook on its thread when one is installed
   // (the application receives the key when the hook passes it); else straight to the
@@ -112,6 +116,7 @@ class fake_platform : public plat_queued_platform {
   unsigned capabilities() override;
   int get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) override;
   void raise_thread_priority() override {}
+  void flush_hook_events() override;
   bool install_keyboard_hook(plat_key_hook fn, void* user) override;
   bool uninstall_keyboard_hook() override;
   bool install_mouse_hook(plat_mouse_hook fn, void* user) override;
@@ -175,7 +180,9 @@ class fake_platform : public plat_queued_platform {
   // All private helpers expect lock_ held.
   plat_key_event make_event(uint32_t vk, bool down, uint32_t scan, uint32_t flags);
   void deliver_locked(const pending_event& ev);
-  void update_state(const plat_key_event& ev);
+  // A key event the hook thread will see (or, without a hook, the application at once).
+  void queue_key_locked(pending_event ev);
+  static void update_state(uint8_t state[256], const plat_key_event& ev);
   void app_receive(const plat_key_event& ev);
   bool open_clipboard(int attempts);
   const layout_key* lookup(uint32_t vk, int level) const;
@@ -185,6 +192,8 @@ class fake_platform : public plat_queued_platform {
 
   std::mutex lock_;
   unsigned caps_ = PLAT_CAP_SWALLOW;
+  bool late_hooks_ = false;
+  uint8_t late_async_[256] = {};  // the system's key state with late hooks
   std::string layout_ = "us";
   std::map<std::pair<uint32_t, int>, layout_key> keys_;  // (vk, level 0..3) -> key
   char32_t dead_translate_ = 0;  // to_unicode's pending dead key

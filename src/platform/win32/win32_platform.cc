@@ -136,6 +136,9 @@ class win32_platform final : public platform {
     }
   }
 
+  // The system calls the low-level hooks before an event changes the key state, so the hook
+  // thread has seen every event the key state reflects.
+  void flush_hook_events() override {}
   void raise_thread_priority() override {
     SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL);
   }

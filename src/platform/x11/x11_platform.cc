@@ -396,6 +396,16 @@ bool x11_platform::uninstall_mouse_hook() {
   return true;
 }
 
+// The raw events come on their own connection, behind whatever the hook thread is doing: an
+// event the server has already processed (its key state changed) may still be on the way. A
+// round trip on that connection brings every such event in, and they are handled here.
+void x11_platform::flush_hook_events() {
+  Display* hd = hook_dpy_;
+  if (!hd || hook_tid_ != plat_queue_thread_id()) return;
+  XSync(hd, False);
+  process_hook_events();
+}
+
 void x11_platform::process_hook_events() {
   int xkb_ev = xkb_event_base_;  // the same on every connection to the server
   Display* hd = hook_dpy_;

@@ -40,6 +40,7 @@ class x11_platform : public plat_queued_platform {
   unsigned capabilities() override;
   int get_message(plat_msg* out, uint32_t msg_min, uint32_t msg_max) override;
   void raise_thread_priority() override;
+  void flush_hook_events() override;
   bool install_keyboard_hook(plat_key_hook fn, void* user) override;
   bool uninstall_keyboard_hook() override;
   bool install_mouse_hook(plat_mouse_hook fn, void* user) override;
