@@ -105,9 +105,12 @@ bool mon_handle_hook_thread_message(const plat_msg& msg) {
     }
     case WM_MON_RESTORE_MODIFIERS:
       // A modifier the user let go of while the replacement typed must be known as released
-      // before we decide to press it again.
+      // before we decide to press it again; and one let go of between that decision and our
+      // press came first, leaving our press holding the key for nobody.
       plat()->flush_hook_events();
       mon_restore_all_keyupd_modifiers();
+      plat()->flush_hook_events();
+      mon_release_restored_modifiers_let_go();
       break;
     case WM_MON_CLEAR_KEY_BUFFER:
       mon_clear_key_buffer();

@@ -88,6 +88,9 @@ void mon_caps_lock_preppy();
 void mon_record_modifier_key_states();
 void mon_keyup_all_keydownd_modifiers();
 void mon_restore_all_keyupd_modifiers();
+// After a restore, once the hooks have heard of every event up to it: releases a key the
+// restore pressed again but the user let go of in the meantime.
+void mon_release_restored_modifiers_let_go();
 // The window in which the last abbreviation was typed (any thread).
 plat_window mon_get_typed_hwnd();
 // uid of the last expanded abbreviation and of its folder (any thread).

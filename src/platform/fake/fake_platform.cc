@@ -656,13 +656,29 @@ void fake_platform::inject(const plat_input& in) {
   queue_key_locked(ev);
 }
 
+void fake_platform::before_next_injection(std::function<void()> fn) {
+  std::lock_guard<std::mutex> g(lock_);
+  before_injection_ = std::move(fn);
+}
+
+void fake_platform::run_before_injection() {
+  std::function<void()> fn;
+  {
+    std::lock_guard<std::mutex> g(lock_);
+    fn.swap(before_injection_);
+  }
+  if (fn) fn();
+}
+
 unsigned fake_platform::send_input(const plat_input* inputs, unsigned n) {
+  run_before_injection();
   std::lock_guard<std::mutex> g(lock_);
   for (unsigned i = 0; i < n; ++i) inject(inputs[i]);
   return n;
 }
 
 void fake_platform::send_key(uint32_t vk, uint32_t scan, uint32_t flags) {
+  run_before_injection();
   std::lock_guard<std::mutex> g(lock_);
   inject(plat_input{vk, scan, flags});
 }

@@ -12,6 +12,7 @@
 // Thread-safe: every method may be called from any thread.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -62,6 +63,9 @@ class fake_platform : public plat_queued_platform {
   // event happens, and the hook thread's get_message() serves queued messages before it runs
   // the hook for the event; flush_hook_events() runs it at once.
   void set_late_hooks(bool late);
+  // Runs `fn` once, on the injecting thread, just before the program's next injection reaches
+  // the system: what the user does at that moment.
+  void before_next_injection(std::function<void()> fn);
 
   // A physical key event. Delivered to the keyboard hook on its thread when one is installed
   // (the application receives the key when the hook passes it); else straight to the
@@ -182,6 +186,7 @@ class fake_platform : public plat_queued_platform {
   void deliver_locked(const pending_event& ev);
   // A key event the hook thread will see (or, without a hook, the application at once).
   void queue_key_locked(pending_event ev);
+  void run_before_injection();
   static void update_state(uint8_t state[256], const plat_key_event& ev);
   void app_receive(const plat_key_event& ev);
   bool open_clipboard(int attempts);
@@ -193,6 +198,7 @@ class fake_platform : public plat_queued_platform {
   std::mutex lock_;
   unsigned caps_ = PLAT_CAP_SWALLOW;
   bool late_hooks_ = false;
+  std::function<void()> before_injection_;
   uint8_t late_async_[256] = {};  // the system's key state with late hooks
   std::string layout_ = "us";
   std::map<std::pair<uint32_t, int>, layout_key> keys_;  // (vk, level 0..3) -> key

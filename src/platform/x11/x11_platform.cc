@@ -397,11 +397,16 @@ bool x11_platform::uninstall_mouse_hook() {
 }
 
 // The raw events come on their own connection, behind whatever the hook thread is doing: an
-// event the server has already processed (its key state changed) may still be on the way. A
-// round trip on that connection brings every such event in, and they are handled here.
+// event the server has already processed (its key state changed) may still be on the way. Our
+// own injected events are made processed first (a round trip on their connection), then a round
+// trip on the hook's connection brings in every event up to that point, handled here.
 void x11_platform::flush_hook_events() {
   Display* hd = hook_dpy_;
   if (!hd || hook_tid_ != plat_queue_thread_id()) return;
+  {
+    std::lock_guard<std::recursive_mutex> g(q_lock_);
+    XSync(q_, False);
+  }
   XSync(hd, False);
   process_hook_events();
 }
