@@ -228,10 +228,46 @@ int wine_run_self(const std::string& args, int timeout_ms) {
                       timeout_ms);
 }
 
-int wine_child_main(int argc, char** argv);
+namespace {
+
+struct child_mode_entry {
+  const char* option;
+  int (*fn)(int argc, char** argv);
+};
+
+std::vector<child_mode_entry>& child_modes() {
+  static std::vector<child_mode_entry> modes;
+  return modes;
+}
+
+// Written under a temporary name and renamed, so the waiting test never reads half of it.
+int record_command_line(const std::wstring& file) {
+  std::string line = w32_to_utf8(GetCommandLineW());
+  std::wstring part = file + L".part";
+  HANDLE f = CreateFileW(part.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  if (f == INVALID_HANDLE_VALUE) return 1;
+  DWORD written = 0;
+  bool ok = WriteFile(f, line.data(), static_cast<DWORD>(line.size()), &written, nullptr) &&
+            written == line.size();
+  CloseHandle(f);
+  return ok && MoveFileExW(part.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING) ? 0 : 1;
+}
+
+}  // namespace
+
+wine_child_mode::wine_child_mode(const char* option, int (*fn)(int argc, char** argv)) {
+  child_modes().push_back({option, fn});
+}
 
 int main(int argc, char** argv) {
-  if (argc > 1 && strncmp(argv[1], "--child-", 8) == 0) return wine_child_main(argc, argv);
+  wchar_t record[MAX_PATH];
+  DWORD n = GetEnvironmentVariableW(WINE_RECORD_COMMAND_LINE_VAR, record, MAX_PATH);
+  if (n > 0 && n < MAX_PATH) return record_command_line(record);
+  if (argc > 1 && strncmp(argv[1], "--child-", 8) == 0) {
+    for (const child_mode_entry& m : child_modes())
+      if (strcmp(argv[1], m.option) == 0) return m.fn(argc, argv);
+    return 2;
+  }
   testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }

@@ -52,3 +52,14 @@ std::string wine_self_path();
 // calling thread's messages (the child may send messages to our windows). Returns the exit
 // code, or -1 when it could not be started or did not end within `timeout_ms`.
 int wine_run_self(const std::string& args, int timeout_ms);
+
+// A child mode of the test program: `test_wine.exe --child-NAME ...` runs `fn` instead of the
+// tests and exits with what it returns. Declare one as a static object in a test file.
+struct wine_child_mode {
+  wine_child_mode(const char* option, int (*fn)(int argc, char** argv));
+};
+
+// When this variable names a file, the test program only writes its own UTF-16 command line
+// there (as UTF-8, complete once the file exists) and exits with 0. Tests set it before they
+// let something else start the program, to see exactly how it was started.
+constexpr wchar_t WINE_RECORD_COMMAND_LINE_VAR[] = L"QX_WINE_RECORD_COMMAND_LINE";

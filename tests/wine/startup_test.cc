@@ -1,0 +1,187 @@
+// The Windows steps of start-up with real processes: the test program started again through
+// the shell (recording how it was started) or in a child mode that runs the command-line and
+// single-instance steps as the program does.
+#include "platform/win32/startup.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <vector>
+
+#include "core/cmdline.h"
+#include "platform/win32/instance_window.h"
+#include "platform/win32/paths.h"
+#include "platform/win32/text.h"
+#include "wine_harness.h"
+
+// After the backend's headers, which must come before <windows.h>.
+#include <shellapi.h>
+
+namespace {
+
+// What the program does with its command line before any window exists: read it, then hand
+// over to a running instance or go on (exit code 5).
+int child_startup(int argc, char** argv) {
+  core_cmdline cmd = core_parse_program_cmdline(core_program_arguments(argc, argv));
+  return w32_single_instance_step(cmd.restarting, cmd.import_path) ? 0 : 5;
+}
+const wine_child_mode startup_mode("--child-startup", child_startup);
+
+struct instance_log {
+  int shows = 0;
+  std::vector<std::string> imports;
+};
+
+class Win32Startup : public testing::Test {
+ protected:
+  void SetUp() override {
+    w32_invisiwin_handlers h;
+    h.show_main_window = [](void* u) { static_cast<instance_log*>(u)->shows++; };
+    h.import_file = [](const std::string& path, void* u) {
+      static_cast<instance_log*>(u)->imports.push_back(path);
+    };
+    h.user = &log_;
+    ASSERT_NE(w32_invisiwin_create(GetModuleHandleW(nullptr), h), nullptr);
+  }
+  void TearDown() override { w32_invisiwin_destroy(); }
+
+  instance_log log_;
+};
+
+TEST_F(Win32Startup, ImportPathOutsideTheCodePageIsHandedOverInUtf8) {
+  std::optional<std::string> cwd = w32_current_dir();
+  ASSERT_TRUE(cwd);
+  // Japanese and the snowman have no place in the ANSI code page: the narrow arguments of the
+  // C runtime turn them into question marks.
+  const std::string elsewhere = "C:\\Dokumente\\Grüße 日本語 ☃.tmk";
+  EXPECT_EQ(wine_run_self("--child-startup --import \"" + elsewhere + "\"", 30000), 0);
+  EXPECT_EQ(log_.shows, 1);
+  // A path outside the current folder gets that folder in front, as it always has.
+  ASSERT_EQ(log_.imports.size(), 1u);
+  EXPECT_EQ(log_.imports[0], *cwd + "\\" + elsewhere);
+
+  const std::string here = *cwd + "\\Ärger ☃.textexpander";
+  EXPECT_EQ(wine_run_self("--child-startup --IMPORT \"" + here + "\" --systray", 30000), 0);
+  EXPECT_EQ(log_.shows, 2);
+  ASSERT_EQ(log_.imports.size(), 2u);
+  EXPECT_EQ(log_.imports[1], here);
+}
+
+TEST_F(Win32Startup, RestartingNeverHandsOverButWaitsForTheOldProcess) {
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(wine_run_self("--child-startup --restarting --import C:\\x.tmk", 30000), 5);
+  auto took = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(took, std::chrono::milliseconds(W32_RESTART_WAIT_MS));
+  EXPECT_EQ(log_.shows, 0);
+  EXPECT_TRUE(log_.imports.empty());
+
+  // A plain second start raises the running one and ends.
+  EXPECT_EQ(wine_run_self("--child-startup", 30000), 0);
+  EXPECT_EQ(log_.shows, 1);
+  EXPECT_TRUE(log_.imports.empty());
+
+  w32_invisiwin_destroy();
+  EXPECT_EQ(wine_run_self("--child-startup", 30000), 5) << "nobody runs: this start goes on";
+}
+
+// ---- Starting the program again through the shell ----
+
+std::string temp_file(const char* name) {
+  wchar_t dir[MAX_PATH];
+  GetTempPathW(MAX_PATH, dir);
+  std::string path = w32_to_utf8(dir) + name;
+  DeleteFileW(w32_to_utf16(path).c_str());
+  return path;
+}
+
+// Waits for the file the recording child writes; its contents, or none after `timeout_ms`.
+std::optional<std::string> wait_for_file(const std::string& path, int timeout_ms) {
+  std::optional<std::string> out;
+  wine_pump_until(
+      [&] {
+        HANDLE f = CreateFileW(w32_to_utf16(path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                               OPEN_EXISTING, 0, nullptr);
+        if (f == INVALID_HANDLE_VALUE) return false;
+        std::string data(4096, '\0');
+        DWORD got = 0;
+        ReadFile(f, data.data(), static_cast<DWORD>(data.size()), &got, nullptr);
+        CloseHandle(f);
+        data.resize(got);
+        out = data;
+        return true;
+      },
+      timeout_ms);
+  return out;
+}
+
+// The arguments after the program in a recorded command line.
+std::vector<std::string> arguments_after_program(const std::string& command_line) {
+  int n = 0;
+  wchar_t** args = CommandLineToArgvW(w32_to_utf16(command_line).c_str(), &n);
+  std::vector<std::string> out;
+  for (int i = 1; i < n; i++) out.push_back(w32_to_utf8(args[i]));
+  LocalFree(args);
+  return out;
+}
+
+// Runs `launch` while started copies of the test program record their command line in `file`.
+template <typename F>
+auto with_recording(const std::string& file, F launch) {
+  SetEnvironmentVariableW(WINE_RECORD_COMMAND_LINE_VAR, w32_to_utf16(file).c_str());
+  auto r = launch();
+  SetEnvironmentVariableW(WINE_RECORD_COMMAND_LINE_VAR, nullptr);
+  return r;
+}
+
+TEST(Win32StartupShell, ElevationStartsTheProgramAgainWithAdmin) {
+  const std::string self = wine_self_path();
+  using args = std::vector<std::string>;
+  EXPECT_FALSE(w32_should_elevate(0, args{self}));
+  EXPECT_TRUE(w32_should_elevate(1, args{self}));
+  EXPECT_TRUE(w32_should_elevate(1, args{self, "--systray", "--admin"}));
+  EXPECT_FALSE(w32_should_elevate(1, args{self, "--ADMIN", "--systray"}));
+
+  // Already elevated: nothing is started and start-up goes on.
+  std::string none = temp_file("qx-elevate-none.txt");
+  EXPECT_FALSE(with_recording(none, [&] { return w32_elevate_if_wanted(1, args{self, "--Admin"}, self, true); }));
+
+  std::string plain = temp_file("qx-elevate-plain.txt");
+  // Wine starts a "runas" program without asking.
+  EXPECT_TRUE(with_recording(plain, [&] { return w32_elevate_if_wanted(1, args{self}, self, false); }));
+  std::optional<std::string> line = wait_for_file(plain, 15000);
+  ASSERT_TRUE(line) << "the elevated start did not happen";
+  EXPECT_EQ(arguments_after_program(*line), args{"--admin"});
+
+  std::string portable = temp_file("qx-elevate-portable.txt");
+  EXPECT_TRUE(with_recording(portable, [&] { return w32_elevate_if_wanted(1, args{self, "--portable"}, self, true); }));
+  line = wait_for_file(portable, 15000);
+  ASSERT_TRUE(line);
+  EXPECT_EQ(arguments_after_program(*line), (args{"--admin", "--portable"}));
+
+  // By now a start from the first call would long have written its file.
+  EXPECT_FALSE(wait_for_file(none, 0));
+}
+
+TEST(Win32StartupShell, RestartStartsTheProgramWithTheDefaultVerb) {
+  const std::string self = wine_self_path();
+  std::string file = temp_file("qx-restart.txt");
+  EXPECT_TRUE(with_recording(file, [&] { return w32_shell_start(self, nullptr, {"--portable", "--restarting"}); }));
+  std::optional<std::string> line = wait_for_file(file, 15000);
+  ASSERT_TRUE(line);
+  EXPECT_EQ(arguments_after_program(*line), (std::vector<std::string>{"--portable", "--restarting"}));
+  // Plain options are passed as they are, unquoted.
+  EXPECT_NE(line->find(" --portable --restarting"), std::string::npos) << *line;
+
+  EXPECT_FALSE(w32_shell_start("C:\\no such folder\\quiverex.exe", nullptr, {}));
+}
+
+TEST(Win32StartupShell, JoinedParametersSplitBackIntoTheSameArguments) {
+  const std::vector<std::string> args = {"--import", "C:\\Program Files\\a b.tmk", "", "ends in\\",
+                                         "say \"hi\"", "back\\\\\"slash", "C:\\dir\\", "tab\there",
+                                         "Grüße☃"};
+  EXPECT_EQ(arguments_after_program("prog.exe " + w32_join_parameters(args)), args);
+  EXPECT_EQ(w32_join_parameters({"--admin", "--portable"}), "--admin --portable");
+  EXPECT_EQ(w32_join_parameters({}), "");
+}
+
+}  // namespace
