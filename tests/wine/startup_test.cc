@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/cmdline.h"
+#include "core/instance.h"
 #include "platform/win32/instance_window.h"
 #include "platform/win32/paths.h"
 #include "platform/win32/text.h"
@@ -26,6 +27,15 @@ int child_startup(int argc, char** argv) {
   return w32_single_instance_step(cmd.restarting, cmd.import_path) ? 0 : 5;
 }
 const wine_child_mode startup_mode("--child-startup", child_startup);
+
+// A second start through the engine's single-instance calls: a show request, then an import.
+int child_core_send(int, char**) {
+  const std::string address = core_instance_default_address();
+  bool shown = core_instance_send(address, CORE_INSTANCE_SHOW, "", 5000);
+  bool imported = core_instance_send(address, CORE_INSTANCE_IMPORT, "C:\\Bücher\\☃.tmk", 5000);
+  return (shown ? 0 : 1) + (imported ? 0 : 2);
+}
+const wine_child_mode core_send_mode("--child-core-send", child_core_send);
 
 struct instance_log {
   int shows = 0;
@@ -82,6 +92,29 @@ TEST_F(Win32Startup, RestartingNeverHandsOverButWaitsForTheOldProcess) {
 
   w32_invisiwin_destroy();
   EXPECT_EQ(wine_run_self("--child-startup", 30000), 5) << "nobody runs: this start goes on";
+}
+
+// The engine's single-instance calls on Windows are the hidden window; quitting releases it.
+TEST(Win32CoreInstance, ClaimSendAndRelease) {
+  std::vector<std::pair<core_instance_request, std::string>> got;
+  auto record = [](core_instance_request req, const std::string& path, void* user) {
+    static_cast<decltype(got)*>(user)->emplace_back(req, path);
+  };
+  const std::string address = core_instance_default_address();
+  ASSERT_EQ(core_instance_claim_address(address, record, &got), CORE_INSTANCE_CLAIMED);
+  EXPECT_NE(w32_check_if_quiverex_already_running(), nullptr);
+  EXPECT_EQ(core_instance_claim_address(address, record, &got), CORE_INSTANCE_OTHER_RUNNING);
+
+  EXPECT_EQ(wine_run_self("--child-core-send", 30000), 0);
+  // The hand-over raises the window before every import.
+  using entry = std::pair<core_instance_request, std::string>;
+  EXPECT_EQ(got, (std::vector<entry>{{CORE_INSTANCE_SHOW, ""},
+                                     {CORE_INSTANCE_SHOW, ""},
+                                     {CORE_INSTANCE_IMPORT, "C:\\Bücher\\☃.tmk"}}));
+
+  core_instance_release();
+  EXPECT_EQ(w32_check_if_quiverex_already_running(), nullptr);
+  EXPECT_EQ(wine_run_self("--child-core-send", 30000), 3) << "nobody listens any more";
 }
 
 // ---- Starting the program again through the shell ----
