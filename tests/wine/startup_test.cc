@@ -15,9 +15,6 @@
 #include "platform/win32/text.h"
 #include "wine_harness.h"
 
-// After the backend's headers, which must come before <windows.h>.
-#include <shellapi.h>
-
 namespace {
 
 // What the program does with its command line before any window exists: read it, then hand
@@ -119,44 +116,6 @@ TEST(Win32CoreInstance, ClaimSendAndRelease) {
 
 // ---- Starting the program again through the shell ----
 
-std::string temp_file(const char* name) {
-  wchar_t dir[MAX_PATH];
-  GetTempPathW(MAX_PATH, dir);
-  std::string path = w32_to_utf8(dir) + name;
-  DeleteFileW(w32_to_utf16(path).c_str());
-  return path;
-}
-
-// Waits for the file the recording child writes; its contents, or none after `timeout_ms`.
-std::optional<std::string> wait_for_file(const std::string& path, int timeout_ms) {
-  std::optional<std::string> out;
-  wine_pump_until(
-      [&] {
-        HANDLE f = CreateFileW(w32_to_utf16(path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                               OPEN_EXISTING, 0, nullptr);
-        if (f == INVALID_HANDLE_VALUE) return false;
-        std::string data(4096, '\0');
-        DWORD got = 0;
-        ReadFile(f, data.data(), static_cast<DWORD>(data.size()), &got, nullptr);
-        CloseHandle(f);
-        data.resize(got);
-        out = data;
-        return true;
-      },
-      timeout_ms);
-  return out;
-}
-
-// The arguments after the program in a recorded command line.
-std::vector<std::string> arguments_after_program(const std::string& command_line) {
-  int n = 0;
-  wchar_t** args = CommandLineToArgvW(w32_to_utf16(command_line).c_str(), &n);
-  std::vector<std::string> out;
-  for (int i = 1; i < n; i++) out.push_back(w32_to_utf8(args[i]));
-  LocalFree(args);
-  return out;
-}
-
 // Runs `launch` while started copies of the test program record their command line in `file`.
 template <typename F>
 auto with_recording(const std::string& file, F launch) {
@@ -175,33 +134,33 @@ TEST(Win32StartupShell, ElevationStartsTheProgramAgainWithAdmin) {
   EXPECT_FALSE(w32_should_elevate(1, args{self, "--ADMIN", "--systray"}));
 
   // Already elevated: nothing is started and start-up goes on.
-  std::string none = temp_file("qx-elevate-none.txt");
+  std::string none = wine_fresh_temp_file("qx-elevate-none.txt");
   EXPECT_FALSE(with_recording(none, [&] { return w32_elevate_if_wanted(1, args{self, "--Admin"}, self, true); }));
 
-  std::string plain = temp_file("qx-elevate-plain.txt");
+  std::string plain = wine_fresh_temp_file("qx-elevate-plain.txt");
   // Wine starts a "runas" program without asking.
   EXPECT_TRUE(with_recording(plain, [&] { return w32_elevate_if_wanted(1, args{self}, self, false); }));
-  std::optional<std::string> line = wait_for_file(plain, 15000);
+  std::optional<std::string> line = wine_wait_for_file(plain, 15000);
   ASSERT_TRUE(line) << "the elevated start did not happen";
-  EXPECT_EQ(arguments_after_program(*line), args{"--admin"});
+  EXPECT_EQ(wine_arguments_after_program(*line), args{"--admin"});
 
-  std::string portable = temp_file("qx-elevate-portable.txt");
+  std::string portable = wine_fresh_temp_file("qx-elevate-portable.txt");
   EXPECT_TRUE(with_recording(portable, [&] { return w32_elevate_if_wanted(1, args{self, "--portable"}, self, true); }));
-  line = wait_for_file(portable, 15000);
+  line = wine_wait_for_file(portable, 15000);
   ASSERT_TRUE(line);
-  EXPECT_EQ(arguments_after_program(*line), (args{"--admin", "--portable"}));
+  EXPECT_EQ(wine_arguments_after_program(*line), (args{"--admin", "--portable"}));
 
   // By now a start from the first call would long have written its file.
-  EXPECT_FALSE(wait_for_file(none, 0));
+  EXPECT_FALSE(wine_wait_for_file(none, 0));
 }
 
 TEST(Win32StartupShell, RestartStartsTheProgramWithTheDefaultVerb) {
   const std::string self = wine_self_path();
-  std::string file = temp_file("qx-restart.txt");
+  std::string file = wine_fresh_temp_file("qx-restart.txt");
   EXPECT_TRUE(with_recording(file, [&] { return w32_shell_start(self, nullptr, {"--portable", "--restarting"}); }));
-  std::optional<std::string> line = wait_for_file(file, 15000);
+  std::optional<std::string> line = wine_wait_for_file(file, 15000);
   ASSERT_TRUE(line);
-  EXPECT_EQ(arguments_after_program(*line), (std::vector<std::string>{"--portable", "--restarting"}));
+  EXPECT_EQ(wine_arguments_after_program(*line), (std::vector<std::string>{"--portable", "--restarting"}));
   // Plain options are passed as they are, unquoted.
   EXPECT_NE(line->find(" --portable --restarting"), std::string::npos) << *line;
 
@@ -212,7 +171,7 @@ TEST(Win32StartupShell, JoinedParametersSplitBackIntoTheSameArguments) {
   const std::vector<std::string> args = {"--import", "C:\\Program Files\\a b.tmk", "", "ends in\\",
                                          "say \"hi\"", "back\\\\\"slash", "C:\\dir\\", "tab\there",
                                          "Grüße☃"};
-  EXPECT_EQ(arguments_after_program("prog.exe " + w32_join_parameters(args)), args);
+  EXPECT_EQ(wine_arguments_after_program("prog.exe " + w32_join_parameters(args)), args);
   EXPECT_EQ(w32_join_parameters({"--admin", "--portable"}), "--admin --portable");
   EXPECT_EQ(w32_join_parameters({}), "");
 }

@@ -9,6 +9,9 @@
 #include "platform/win32/instance_window.h"
 #include "platform/win32/text.h"
 
+// After the backend's headers, which must come before <windows.h>.
+#include <shellapi.h>
+
 namespace {
 
 int run_and_wait(const std::wstring& program, std::wstring cmdline, bool pump, int timeout_ms) {
@@ -226,6 +229,42 @@ std::string wine_self_path() {
 int wine_run_self(const std::string& args, int timeout_ms) {
   return run_and_wait(L"", w32_to_utf16("\"" + wine_self_path() + "\" " + args), true,
                       timeout_ms);
+}
+
+std::string wine_fresh_temp_file(const char* name) {
+  wchar_t dir[MAX_PATH];
+  GetTempPathW(MAX_PATH, dir);
+  std::string path = w32_to_utf8(dir) + name;
+  DeleteFileW(w32_to_utf16(path).c_str());
+  return path;
+}
+
+std::optional<std::string> wine_wait_for_file(const std::string& path, int timeout_ms) {
+  std::optional<std::string> out;
+  wine_pump_until(
+      [&] {
+        HANDLE f = CreateFileW(w32_to_utf16(path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                               OPEN_EXISTING, 0, nullptr);
+        if (f == INVALID_HANDLE_VALUE) return false;
+        std::string data(4096, '\0');
+        DWORD got = 0;
+        ReadFile(f, data.data(), static_cast<DWORD>(data.size()), &got, nullptr);
+        CloseHandle(f);
+        data.resize(got);
+        out = data;
+        return true;
+      },
+      timeout_ms);
+  return out;
+}
+
+std::vector<std::string> wine_arguments_after_program(const std::string& command_line) {
+  int n = 0;
+  wchar_t** args = CommandLineToArgvW(w32_to_utf16(command_line).c_str(), &n);
+  std::vector<std::string> out;
+  for (int i = 1; i < n; i++) out.push_back(w32_to_utf8(args[i]));
+  LocalFree(args);
+  return out;
 }
 
 namespace {
