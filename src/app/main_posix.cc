@@ -52,7 +52,8 @@ bool app_sys_hand_over_if_running(const core_cmdline& cmd) {
     return false;
   // The start ends whether or not the running instance answered.
   core_instance_send(address, CORE_INSTANCE_SHOW, std::string(), HANDOVER_TIMEOUT_MS);
-  if (cmd.import_path) core_instance_send(address, CORE_INSTANCE_IMPORT, *cmd.import_path, HANDOVER_TIMEOUT_MS);
+  if (cmd.import_path)
+    core_instance_send(address, CORE_INSTANCE_IMPORT, *cmd.import_path, HANDOVER_TIMEOUT_MS);
   return true;
 }
 

@@ -43,8 +43,7 @@ void on_resumed(void*) {
 }  // namespace
 
 bool app_sys_elevate(const std::vector<std::string>& args) {
-  return w32_elevate_if_wanted(setting_get_int("ucm"), args, gvar_get("our_exe_path"),
-                               portable_mode() != 0);
+  return w32_elevate_if_wanted(setting_get_int("ucm"), args, gvar_get("our_exe_path"), portable_mode() != 0);
 }
 
 // Only the show request: a start without elevation may raise an elevated instance, but not

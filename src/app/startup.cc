@@ -46,7 +46,8 @@ int app_start(int argc, char** argv) {
     printf("Quiverex %s\n", QX_VERSION);
     return 0;
   }
-  for (const std::string& u : cmd.unknown) fprintf(stderr, "quiverex: ignoring unknown argument '%s'\n", u.c_str());
+  for (const std::string& u : cmd.unknown)
+    fprintf(stderr, "quiverex: ignoring unknown argument '%s'\n", u.c_str());
 
   gvar_set_all(argc, argv);
   prefs_load();

@@ -32,16 +32,14 @@ core_instance_claim core_instance_claim_address(const std::string&, core_instanc
   h.import_file = [](const std::string& path, void*) {
     if (g_claim.handler) g_claim.handler(CORE_INSTANCE_IMPORT, path, g_claim.user);
   };
-  return w32_invisiwin_create(GetModuleHandleW(nullptr), h) ? CORE_INSTANCE_CLAIMED
-                                                            : CORE_INSTANCE_FAILED;
+  return w32_invisiwin_create(GetModuleHandleW(nullptr), h) ? CORE_INSTANCE_CLAIMED : CORE_INSTANCE_FAILED;
 }
 
 void core_instance_release() { w32_invisiwin_destroy(); }
 
 // The hand-over always raises the running program first, so an import request shows its
 // window too. SendMessage waits for the receiver without a time limit, as the program always has.
-bool core_instance_send(const std::string&, core_instance_request req, const std::string& path,
-                        int) {
+bool core_instance_send(const std::string&, core_instance_request req, const std::string& path, int) {
   HWND running = w32_check_if_quiverex_already_running();
   if (!running) return false;
   if (req == CORE_INSTANCE_SHOW) return w32_hand_over_to_running_instance(running, std::nullopt);

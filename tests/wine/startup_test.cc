@@ -135,7 +135,9 @@ TEST(Win32StartupShell, ElevationStartsTheProgramAgainWithAdmin) {
 
   // Already elevated: nothing is started and start-up goes on.
   std::string none = wine_fresh_temp_file("qx-elevate-none.txt");
-  EXPECT_FALSE(with_recording(none, [&] { return w32_elevate_if_wanted(1, args{self, "--Admin"}, self, true); }));
+  EXPECT_FALSE(with_recording(none, [&] {
+    return w32_elevate_if_wanted(1, args{self, "--Admin"}, self, true);
+  }));
 
   std::string plain = wine_fresh_temp_file("qx-elevate-plain.txt");
   // Wine starts a "runas" program without asking.
@@ -145,7 +147,9 @@ TEST(Win32StartupShell, ElevationStartsTheProgramAgainWithAdmin) {
   EXPECT_EQ(wine_arguments_after_program(*line), args{"--admin"});
 
   std::string portable = wine_fresh_temp_file("qx-elevate-portable.txt");
-  EXPECT_TRUE(with_recording(portable, [&] { return w32_elevate_if_wanted(1, args{self, "--portable"}, self, true); }));
+  EXPECT_TRUE(with_recording(portable, [&] {
+    return w32_elevate_if_wanted(1, args{self, "--portable"}, self, true);
+  }));
   line = wine_wait_for_file(portable, 15000);
   ASSERT_TRUE(line);
   EXPECT_EQ(wine_arguments_after_program(*line), (args{"--admin", "--portable"}));
@@ -157,7 +161,9 @@ TEST(Win32StartupShell, ElevationStartsTheProgramAgainWithAdmin) {
 TEST(Win32StartupShell, RestartStartsTheProgramWithTheDefaultVerb) {
   const std::string self = wine_self_path();
   std::string file = wine_fresh_temp_file("qx-restart.txt");
-  EXPECT_TRUE(with_recording(file, [&] { return w32_shell_start(self, nullptr, {"--portable", "--restarting"}); }));
+  EXPECT_TRUE(with_recording(file, [&] {
+    return w32_shell_start(self, nullptr, {"--portable", "--restarting"});
+  }));
   std::optional<std::string> line = wine_wait_for_file(file, 15000);
   ASSERT_TRUE(line);
   EXPECT_EQ(wine_arguments_after_program(*line), (std::vector<std::string>{"--portable", "--restarting"}));
@@ -168,8 +174,10 @@ TEST(Win32StartupShell, RestartStartsTheProgramWithTheDefaultVerb) {
 }
 
 TEST(Win32StartupShell, JoinedParametersSplitBackIntoTheSameArguments) {
-  const std::vector<std::string> args = {"--import", "C:\\Program Files\\a b.tmk", "", "ends in\\",
-                                         "say \"hi\"", "back\\\\\"slash", "C:\\dir\\", "tab\there",
+  const std::vector<std::string> args = {"--import",   "C:\\Program Files\\a b.tmk",
+                                         "",           "ends in\\",
+                                         "say \"hi\"", "back\\\\\"slash",
+                                         "C:\\dir\\",  "tab\there",
                                          "Grüße☃"};
   EXPECT_EQ(wine_arguments_after_program("prog.exe " + w32_join_parameters(args)), args);
   EXPECT_EQ(w32_join_parameters({"--admin", "--portable"}), "--admin --portable");

@@ -45,8 +45,8 @@ std::optional<std::vector<std::string>> w32_command_line_arguments() {
   return out;
 }
 
-std::vector<std::string> w32_program_arguments(const std::optional<std::vector<std::string>>& wide,
-                                               int argc, const char* const* argv) {
+std::vector<std::string> w32_program_arguments(const std::optional<std::vector<std::string>>& wide, int argc,
+                                               const char* const* argv) {
   std::vector<std::string> out = wide.value_or(std::vector<std::string>());
   for (int i = static_cast<int>(out.size()); i < argc; i++)
     out.push_back(argv && argv[i] ? w32_acp_to_utf8(argv[i]) : std::string());
@@ -62,12 +62,11 @@ std::string w32_join_parameters(const std::vector<std::string>& args) {
   return out;
 }
 
-bool w32_shell_start(const std::string& exe, const wchar_t* verb,
-                     const std::vector<std::string>& args) {
+bool w32_shell_start(const std::string& exe, const wchar_t* verb, const std::vector<std::string>& args) {
   std::wstring file = w32_to_utf16(exe);
   std::wstring params = w32_to_utf16(w32_join_parameters(args));
-  HINSTANCE r = ShellExecuteW(nullptr, verb, file.c_str(), params.empty() ? nullptr : params.c_str(),
-                              nullptr, SW_SHOWNORMAL);
+  HINSTANCE r = ShellExecuteW(nullptr, verb, file.c_str(), params.empty() ? nullptr : params.c_str(), nullptr,
+                              SW_SHOWNORMAL);
   // Values up to 32 are error codes.
   return reinterpret_cast<INT_PTR>(r) > 32;
 }

@@ -17,8 +17,8 @@ std::optional<std::vector<std::string>> w32_command_line_arguments();
 // The arguments start-up reads, in UTF-8: each one from the wide vector when that has it, else
 // the narrow argument of the C runtime converted from the ANSI code page. As many as the longer
 // of the two vectors has.
-std::vector<std::string> w32_program_arguments(const std::optional<std::vector<std::string>>& wide,
-                                               int argc, const char* const* argv);
+std::vector<std::string> w32_program_arguments(const std::optional<std::vector<std::string>>& wide, int argc,
+                                               const char* const* argv);
 
 // Joins arguments into one parameter string that CommandLineToArgvW splits back into the same
 // arguments (quotes only where needed, so plain options stay as they are: "--admin --portable").
@@ -27,8 +27,7 @@ std::string w32_join_parameters(const std::vector<std::string>& args);
 // Starts `exe` through the shell with `verb` (null: the default verb; "runas" asks for
 // elevation), the joined `args`, no working folder and a normal window. Does not wait. False
 // when the shell refused (also when the user declined elevation).
-bool w32_shell_start(const std::string& exe, const wchar_t* verb,
-                     const std::vector<std::string>& args);
+bool w32_shell_start(const std::string& exe, const wchar_t* verb, const std::vector<std::string>& args);
 
 // Whether this start should hand over to an elevated one: the user asked for elevation once
 // (preference "ucm" is 1) and the first argument after the program is not "--admin" in any case
