@@ -1,20 +1,15 @@
 #include "app/engine.h"
 
-#include <gio/gio.h>
-#include <glib.h>
-
-#include <memory>
+#include <cstdlib>
 
 #include "expand/keysim.h"
 #include "library/abbr.h"
 #include "library/abbr_file.h"
 #include "monitor/mon.h"
-#include "platform/x11/x11_platform.h"
 #include "settings/prefs.h"
 #include "ui/ui.h"
 
 namespace {
-std::unique_ptr<x11_platform> g_backend;  // lives from start-up to exit
 
 void tooltip_show(abbr_abbrev* a, const std::string& typed, int x, int y) {
   std::string text;
@@ -38,33 +33,12 @@ std::optional<std::string> keyboard_language() {
   return name.substr(0, 2);
 }
 
-bool spawn_program(const std::string& exe, const std::vector<std::string>& args) {
-  std::vector<char*> argv;
-  argv.push_back(const_cast<char*>(exe.c_str()));
-  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
-  return g_spawn_async(nullptr, argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, nullptr, nullptr);
-}
-
 void exit_process(int code) {
   app_engine_close_platform();
   exit(code);
 }
 
 }  // namespace
-
-bool app_engine_open_platform() {
-  g_backend = x11_platform::open(nullptr);
-  if (!g_backend) return false;
-  plat_set(g_backend.get());
-  return true;
-}
-
-void app_engine_close_platform() {
-  if (!g_backend) return;
-  plat_set(nullptr);
-  g_backend.reset();
-}
 
 void app_engine_wire(core_app_ops* ops) {
   mon_callbacks cb = keysim_monitor_callbacks();
@@ -109,5 +83,5 @@ void app_engine_wire(core_app_ops* ops) {
   ops->systray_destroy = systray_destroy;
   ops->launchpad_destroy = launchpad_destroy;
   ops->exit_process = exit_process;
-  ops->spawn_program = spawn_program;
+  ops->spawn_program = app_engine_spawn_program;
 }

@@ -1,7 +1,11 @@
 // Connects the engine's modules to each other and to the window system for the desktop
-// program: the X11 backend, the keyboard monitor, the replacement thread, the preview tooltip,
+// program: the system's backend (X11 on Linux, Win32 on Windows; engine_x11.cc and
+// engine_win32.cc open it), the keyboard monitor, the replacement thread, the preview tooltip,
 // and the operations core/app.h calls.
 #pragma once
+
+#include <string>
+#include <vector>
 
 #include "core/app.h"
 
@@ -12,3 +16,5 @@ bool app_engine_open_platform();
 void app_engine_wire(core_app_ops* ops);
 // Ends the backend after the monitor has stopped.
 void app_engine_close_platform();
+// Starts `exe` with `args` detached from this process (the restart); false when it could not.
+bool app_engine_spawn_program(const std::string& exe, const std::vector<std::string>& args);

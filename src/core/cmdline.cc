@@ -1,5 +1,6 @@
 #include "core/cmdline.h"
 
+#include "core/gvar_platform.h"
 #include "util/strutil.h"
 
 core_cmdline core_parse_cmdline(int argc, const char* const* argv, const std::string& current_dir) {
@@ -27,6 +28,13 @@ core_cmdline core_parse_cmdline(int argc, const char* const* argv, const std::st
     }
   }
   return c;
+}
+
+core_cmdline core_parse_program_cmdline(const std::vector<std::string>& args) {
+  std::vector<const char*> argv;
+  argv.reserve(args.size());
+  for (const std::string& a : args) argv.push_back(a.c_str());
+  return core_parse_cmdline(static_cast<int>(argv.size()), argv.data(), gvar_platform_current_dir());
 }
 
 bool should_start_in_systray(int argc, const char* const* argv) {

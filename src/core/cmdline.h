@@ -23,6 +23,13 @@ struct core_cmdline {
 // completed with core_complete_import_path; scanning goes on with the argument after it.
 core_cmdline core_parse_cmdline(int argc, const char* const* argv, const std::string& current_dir);
 
+// The program's own arguments in UTF-8, program first (implemented per system: Windows reads its
+// UTF-16 command line, so names outside the ANSI code page survive, and falls back to the C
+// runtime's narrow arguments).
+std::vector<std::string> core_program_arguments(int argc, const char* const* argv);
+// core_parse_cmdline over `args`, completing an import path against the current folder.
+core_cmdline core_parse_program_cmdline(const std::vector<std::string>& args);
+
 // True when any argument, argument 0 included, is "--systray" in any case.
 bool should_start_in_systray(int argc, const char* const* argv);
 

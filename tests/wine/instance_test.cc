@@ -11,21 +11,23 @@
 #include "platform/win32/text.h"
 #include "wine_harness.h"
 
-// The child modes of the test program; returns its exit code.
-int wine_child_main(int, char** argv) {
-  if (strcmp(argv[1], "--child-hand-over") == 0) {
-    // The path is taken from the wide command line so that it arrives as the user typed it.
-    int wargc = 0;
-    wchar_t** wargv = CommandLineToArgvW(GetCommandLineW(), &wargc);
-    std::optional<std::string> path;
-    if (wargc > 2) path = w32_to_utf8(wargv[2]);
-    LocalFree(wargv);
-    HWND running = w32_check_if_quiverex_already_running();
-    if (!running) return 3;
-    return w32_hand_over_to_running_instance(running, path) ? 0 : 4;
-  }
-  return 2;
+namespace {
+
+// The second start: hands over the path given after the option, if any.
+int child_hand_over(int, char**) {
+  // The path is taken from the wide command line so that it arrives as the user typed it.
+  int wargc = 0;
+  wchar_t** wargv = CommandLineToArgvW(GetCommandLineW(), &wargc);
+  std::optional<std::string> path;
+  if (wargc > 2) path = w32_to_utf8(wargv[2]);
+  LocalFree(wargv);
+  HWND running = w32_check_if_quiverex_already_running();
+  if (!running) return 3;
+  return w32_hand_over_to_running_instance(running, path) ? 0 : 4;
 }
+const wine_child_mode hand_over_mode("--child-hand-over", child_hand_over);
+
+}  // namespace
 
 namespace {
 

@@ -9,6 +9,9 @@
 #include "platform/win32/instance_window.h"
 #include "platform/win32/text.h"
 
+// After the backend's headers, which must come before <windows.h>.
+#include <shellapi.h>
+
 namespace {
 
 int run_and_wait(const std::wstring& program, std::wstring cmdline, bool pump, int timeout_ms) {
@@ -228,10 +231,82 @@ int wine_run_self(const std::string& args, int timeout_ms) {
                       timeout_ms);
 }
 
-int wine_child_main(int argc, char** argv);
+std::string wine_fresh_temp_file(const char* name) {
+  wchar_t dir[MAX_PATH];
+  GetTempPathW(MAX_PATH, dir);
+  std::string path = w32_to_utf8(dir) + name;
+  DeleteFileW(w32_to_utf16(path).c_str());
+  return path;
+}
+
+std::optional<std::string> wine_wait_for_file(const std::string& path, int timeout_ms) {
+  std::optional<std::string> out;
+  wine_pump_until(
+      [&] {
+        HANDLE f = CreateFileW(w32_to_utf16(path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                               OPEN_EXISTING, 0, nullptr);
+        if (f == INVALID_HANDLE_VALUE) return false;
+        std::string data(4096, '\0');
+        DWORD got = 0;
+        ReadFile(f, data.data(), static_cast<DWORD>(data.size()), &got, nullptr);
+        CloseHandle(f);
+        data.resize(got);
+        out = data;
+        return true;
+      },
+      timeout_ms);
+  return out;
+}
+
+std::vector<std::string> wine_arguments_after_program(const std::string& command_line) {
+  int n = 0;
+  wchar_t** args = CommandLineToArgvW(w32_to_utf16(command_line).c_str(), &n);
+  std::vector<std::string> out;
+  for (int i = 1; i < n; i++) out.push_back(w32_to_utf8(args[i]));
+  LocalFree(args);
+  return out;
+}
+
+namespace {
+
+struct child_mode_entry {
+  const char* option;
+  int (*fn)(int argc, char** argv);
+};
+
+std::vector<child_mode_entry>& child_modes() {
+  static std::vector<child_mode_entry> modes;
+  return modes;
+}
+
+// Written under a temporary name and renamed, so the waiting test never reads half of it.
+int record_command_line(const std::wstring& file) {
+  std::string line = w32_to_utf8(GetCommandLineW());
+  std::wstring part = file + L".part";
+  HANDLE f = CreateFileW(part.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  if (f == INVALID_HANDLE_VALUE) return 1;
+  DWORD written = 0;
+  bool ok = WriteFile(f, line.data(), static_cast<DWORD>(line.size()), &written, nullptr) &&
+            written == line.size();
+  CloseHandle(f);
+  return ok && MoveFileExW(part.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING) ? 0 : 1;
+}
+
+}  // namespace
+
+wine_child_mode::wine_child_mode(const char* option, int (*fn)(int argc, char** argv)) {
+  child_modes().push_back({option, fn});
+}
 
 int main(int argc, char** argv) {
-  if (argc > 1 && strncmp(argv[1], "--child-", 8) == 0) return wine_child_main(argc, argv);
+  wchar_t record[MAX_PATH];
+  DWORD n = GetEnvironmentVariableW(WINE_RECORD_COMMAND_LINE_VAR, record, MAX_PATH);
+  if (n > 0 && n < MAX_PATH) return record_command_line(record);
+  if (argc > 1 && strncmp(argv[1], "--child-", 8) == 0) {
+    for (const child_mode_entry& m : child_modes())
+      if (strcmp(argv[1], m.option) == 0) return m.fn(argc, argv);
+    return 2;
+  }
   testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }

@@ -4,8 +4,10 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/win32/w32.h"
 
@@ -52,3 +54,22 @@ std::string wine_self_path();
 // calling thread's messages (the child may send messages to our windows). Returns the exit
 // code, or -1 when it could not be started or did not end within `timeout_ms`.
 int wine_run_self(const std::string& args, int timeout_ms);
+
+// A child mode of the test program: `test_wine.exe --child-NAME ...` runs `fn` instead of the
+// tests and exits with what it returns. Declare one as a static object in a test file.
+struct wine_child_mode {
+  wine_child_mode(const char* option, int (*fn)(int argc, char** argv));
+};
+
+// A file name in the temporary folder, with any file of that name removed.
+std::string wine_fresh_temp_file(const char* name);
+// Waits (pumping messages) until the file exists and returns its contents; none after
+// `timeout_ms`.
+std::optional<std::string> wine_wait_for_file(const std::string& path, int timeout_ms);
+// The arguments after the program in a command line, split as Windows splits them.
+std::vector<std::string> wine_arguments_after_program(const std::string& command_line);
+
+// When this variable names a file, the test program only writes its own UTF-16 command line
+// there (as UTF-8, complete once the file exists) and exits with 0. Tests set it before they
+// let something else start the program, to see exactly how it was started.
+constexpr wchar_t WINE_RECORD_COMMAND_LINE_VAR[] = L"QX_WINE_RECORD_COMMAND_LINE";

@@ -2,6 +2,7 @@
 
 #include <shlobj.h>
 
+#include "platform/win32/startup.h"
 #include "platform/win32/text.h"
 
 namespace {
@@ -32,13 +33,9 @@ std::optional<std::string> w32_module_file_name() {
 }
 
 std::optional<std::string> w32_command_line_argument0() {
-  int n = 0;
-  wchar_t** args = CommandLineToArgvW(GetCommandLineW(), &n);
-  if (!args) return std::nullopt;
-  std::optional<std::string> out;
-  if (n > 0 && args[0][0]) out = w32_to_utf8(args[0]);
-  LocalFree(args);
-  return out;
+  std::optional<std::vector<std::string>> args = w32_command_line_arguments();
+  if (!args || args->empty() || (*args)[0].empty()) return std::nullopt;
+  return (*args)[0];
 }
 
 std::optional<std::string> w32_current_dir() {
