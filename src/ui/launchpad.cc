@@ -1,8 +1,14 @@
 // The launch pad: a small window into which the user types a launcher's abbreviation. The
 // keyboard monitor matches what is typed there like anywhere else; the expansion engine hides
 // the window before it runs the launcher. Made once, then shown and hidden.
-#include <gdk/gdkx.h>
 #include <gtk/gtk.h>
+// gtk.h says which window systems this GTK was built for.
+#ifdef GDK_WINDOWING_X11
+#include <gdk/gdkx.h>
+#endif
+#ifdef GDK_WINDOWING_WIN32
+#include <gdk/gdkwin32.h>
+#endif
 
 #include <atomic>
 
@@ -88,7 +94,12 @@ void launchpad_show(int create_only) {
   gtk_window_present(GTK_WINDOW(g_window));
   gtk_widget_grab_focus(g_entry);
   GdkWindow* w = gtk_widget_get_window(g_window);
+#ifdef GDK_WINDOWING_X11
   if (w && GDK_IS_X11_WINDOW(w)) g_xid = static_cast<uintptr_t>(GDK_WINDOW_XID(w));
+#endif
+#ifdef GDK_WINDOWING_WIN32
+  if (w && GDK_IS_WIN32_WINDOW(w)) g_xid = reinterpret_cast<uintptr_t>(gdk_win32_window_get_handle(w));
+#endif
 }
 
 void launchpad_hide() { hide(); }
