@@ -15,6 +15,7 @@
 #include <xkbcommon/xkbcommon-x11.h>
 
 #include <chrono>
+#include <cstring>
 #include <fstream>
 #include <map>
 
@@ -336,6 +337,15 @@ bool x11_platform::open_hook_connection() {
   XISetMask(mask_bits, XI_RawButtonRelease);
   XIEventMask mask{XIAllMasterDevices, sizeof mask_bits, mask_bits};
   XISelectEvents(d, DefaultRootWindow(d), &mask, 1);
+  // Each master keyboard has an XTEST slave that carries faked input; the server names them so.
+  xtest_devices_.clear();
+  int n_devices = 0;
+  if (XIDeviceInfo* devices = XIQueryDevice(d, XIAllDevices, &n_devices)) {
+    for (int i = 0; i < n_devices; ++i)
+      if (devices[i].use == XISlaveKeyboard && devices[i].name && strstr(devices[i].name, "XTEST"))
+        xtest_devices_.push_back(devices[i].deviceid);
+    XIFreeDeviceInfo(devices);
+  }
   // Lock and group changes arrive here in order with the raw events.
   XkbSelectEventDetails(d, XkbUseCoreKbd, XkbStateNotify, XkbAllStateComponentsMask,
                         XkbModifierLockMask | XkbGroupStateMask);
@@ -432,7 +442,7 @@ void x11_platform::process_hook_events() {
     auto* raw = static_cast<XIRawEvent*>(e.xcookie.data);
     int type = e.xcookie.evtype;
     if (type == XI_RawKeyPress || type == XI_RawKeyRelease) {
-      handle_raw_key(raw->detail, type == XI_RawKeyPress, static_cast<uint32_t>(raw->time));
+      handle_raw_key(raw->detail, type == XI_RawKeyPress, static_cast<uint32_t>(raw->time), raw->sourceid);
     } else if (type == XI_RawButtonPress || type == XI_RawButtonRelease) {
       bool down = type == XI_RawButtonPress;
       uint32_t msg = 0;
@@ -459,7 +469,7 @@ void x11_platform::process_hook_events() {
   }
 }
 
-void x11_platform::handle_raw_key(uint32_t keycode, bool down, uint32_t time) {
+void x11_platform::handle_raw_key(uint32_t keycode, bool down, uint32_t time, int source_device) {
   if (keycode > 255) return;
   bool numlock = tracked_[VK_NUMLOCK] & 1;
   uint32_t vk;
@@ -483,16 +493,11 @@ void x11_platform::handle_raw_key(uint32_t keycode, bool down, uint32_t time) {
   }
   uint32_t flags = (extended ? LLKHF_EXTENDED : 0) | (down ? 0 : LLKHF_UP);
   {
+    // Without a list of devices every event may be ours.
+    bool from_xtest = xtest_devices_.empty();
+    for (int id : xtest_devices_) from_xtest = from_xtest || id == source_device;
     std::lock_guard<std::mutex> g(injected_lock_);
-    // Our XTest events come back in the order we sent them; anything else is the user's,
-    // even when it also came through XTEST (xdotool).
-    for (auto it = injected_.begin(); it != injected_.end(); ++it) {
-      if (it->first == keycode && it->second == down) {
-        flags |= LLKHF_INJECTED;
-        injected_.erase(injected_.begin(), it + 1);
-        break;
-      }
-    }
+    if (injected_.take(keycode, down, from_xtest)) flags |= LLKHF_INJECTED;
   }
   if (!(flags & LLKHF_INJECTED)) held_by_user_[keycode] = down && vk && !is_modifier_or_lock(vk);
   bool alt = (tracked_[VK_LMENU] & 0x80) || (tracked_[VK_RMENU] & 0x80) || vk == VK_LMENU ||
@@ -674,9 +679,7 @@ uint32_t x11_platform::keycode_for_vk_locked(uint32_t vk, bool extended) {
 void x11_platform::fake_key_locked(uint32_t keycode, bool down) {
   if (tracking_) {
     std::lock_guard<std::mutex> g(injected_lock_);
-    // Bounded: events the hook never saw (no hook running) must not pile up.
-    if (injected_.size() > 4096) injected_.pop_front();
-    injected_.emplace_back(keycode, down);
+    injected_.sent(keycode, down);
   }
   XTestFakeKeyEvent(q_, keycode, down ? True : False, CurrentTime);
 }

@@ -23,6 +23,7 @@
 
 #include "platform/platform.h"
 #include "platform/thread_queue.h"
+#include "platform/x11/x11_injected.h"
 
 typedef struct _XDisplay Display;
 class x11_translator;
@@ -109,7 +110,7 @@ class x11_platform : public plat_queued_platform {
   bool open_hook_connection();
   void close_hook_connection_if_unused();  // with hook_lock_ held
   void process_hook_events();
-  void handle_raw_key(uint32_t keycode, bool down, uint32_t time);
+  void handle_raw_key(uint32_t keycode, bool down, uint32_t time, int source_device);
 
   Display* q_ = nullptr;  // shared connection, under q_lock_
   std::recursive_mutex q_lock_;
@@ -135,7 +136,9 @@ class x11_platform : public plat_queued_platform {
 
   // Our own XTest key events, oldest first, so the hook can mark them injected.
   std::mutex injected_lock_;
-  std::deque<std::pair<uint32_t, bool>> injected_;
+  x11_injected_events injected_;
+  // The devices that carry faked input (XTest); the other keyboards are the user's alone.
+  std::vector<int> xtest_devices_;
 
   // Hook thread state.
   std::mutex hook_lock_;  // guards the callback pointers
