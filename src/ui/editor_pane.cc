@@ -205,7 +205,17 @@ void editor_pane_show(abbr_abbrev* a) {
 
 void editor_pane_set_advanced(bool advanced) {
   if (!P) return;
-  for (GtkWidget* w : P->advanced) gtk_widget_set_visible(w, advanced);
+  // Each is shown as a whole, its label and inner parts too: they were left out when the
+  // window around them was shown, and showing a whole widget skips the ones marked so.
+  for (GtkWidget* w : P->advanced) {
+    if (advanced) {
+      gtk_widget_set_no_show_all(w, FALSE);
+      gtk_widget_show_all(w);
+      gtk_widget_set_no_show_all(w, TRUE);
+    } else {
+      gtk_widget_hide(w);
+    }
+  }
 }
 
 void editor_pane_focus_abbreviation() {

@@ -197,6 +197,9 @@ TEST_F(UiInProcess, TheNormalViewHidesTheRarerOptionsWithoutTouchingTheRecord) {
   settle();
   EXPECT_TRUE(gtk_widget_get_mapped(case_combo));
   EXPECT_TRUE(gtk_widget_get_mapped(anywhere));
+  // Their insides too: a check box without its label would have no mnemonic either.
+  EXPECT_TRUE(gtk_widget_get_mapped(gtk_bin_get_child(GTK_BIN(anywhere))));
+  EXPECT_TRUE(gtk_widget_get_mapped(gtk_bin_get_child(GTK_BIN(case_combo))));
   EXPECT_TRUE(gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(anywhere)));
   EXPECT_EQ(gtk_combo_box_get_active(GTK_COMBO_BOX(case_combo)), 1);  // case-sensitive is second in the menu
   EXPECT_EQ(changes, 0);
