@@ -130,6 +130,11 @@ GtkWidget* website_page() {
 GtkWidget* combo(const char* (*text)(uint32_t), const uint32_t* order, GCallback cb) {
   GtkWidget* c = gtk_combo_box_text_new();
   for (int i = 0; i < 3; i++) gtk_combo_box_text_append_text(GTK_COMBO_BOX_TEXT(c), text(order[i]));
+  // The longest choice would otherwise set the pane's least width, which a large interface
+  // font makes wider than the window.
+  GList* cells = gtk_cell_layout_get_cells(GTK_CELL_LAYOUT(c));
+  for (GList* l = cells; l; l = l->next) g_object_set(l->data, "ellipsize", PANGO_ELLIPSIZE_END, nullptr);
+  g_list_free(cells);
   g_signal_connect(c, "changed", cb, nullptr);
   return c;
 }

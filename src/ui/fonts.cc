@@ -75,10 +75,10 @@ std::string ui_font_css(const char* selector, const char* description) {
 }
 
 void ui_fonts_apply() {
-  // The top nodes of our windows: plain windows, menus and most dialogs are "window", a
-  // message box is "messagedialog" and a tooltip "tooltip". Everything inside inherits the
-  // font unless the theme names one of its own.
-  std::string css = ui_font_css("window, messagedialog, tooltip", setting_get("ui_font"));
+  // The top nodes of our windows: plain windows and menus are "window", dialogs "dialog", a
+  // message box "messagedialog" and a tooltip "tooltip". Everything inside inherits the font
+  // unless the theme names one of its own.
+  std::string css = ui_font_css("window, dialog, messagedialog, tooltip", setting_get("ui_font"));
   std::string repl = std::string(".") + UI_REPLEDITOR_CLASS;
   css += ui_font_css((repl + ", " + repl + " text").c_str(), setting_get("repleditor_font"));
   GdkScreen* screen = gdk_screen_get_default();

@@ -126,11 +126,17 @@ TEST_F(UiInProcess, WindowsAndTheReplacementEditorTakeTheirFontsAtOnceAndWhenCha
   EXPECT_EQ(styled_font(entry), "DejaVu Serif 17");
   EXPECT_EQ(styled_font(repl), "DejaVu Sans Mono 23");
   EXPECT_EQ(drawn_family(repl), "DejaVu Sans Mono");
-  // Dialogs made later get the font too.
-  GtkWidget* dialog = gtk_message_dialog_new(GTK_WINDOW(window), GTK_DIALOG_MODAL, GTK_MESSAGE_INFO,
-                                             GTK_BUTTONS_OK, "Message");
-  GtkWidget* dialog_label = first(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(dialog)), GTK_TYPE_LABEL);
-  ASSERT_NE(dialog_label, nullptr);
+  // Dialogs made later get the font too: a message box and a dialog such as the preferences.
+  GtkWidget* message = gtk_message_dialog_new(GTK_WINDOW(window), GTK_DIALOG_MODAL, GTK_MESSAGE_INFO,
+                                              GTK_BUTTONS_OK, "Message");
+  GtkWidget* message_label = first(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(message)), GTK_TYPE_LABEL);
+  ASSERT_NE(message_label, nullptr);
+  EXPECT_EQ(styled_font(message_label), "DejaVu Serif 17");
+  gtk_widget_destroy(message);
+  GtkWidget* dialog = gtk_dialog_new_with_buttons("Dialog", GTK_WINDOW(window), GTK_DIALOG_MODAL, "_OK",
+                                                  GTK_RESPONSE_OK, nullptr);
+  GtkWidget* dialog_label = gtk_label_new("Inside");
+  gtk_container_add(GTK_CONTAINER(gtk_dialog_get_content_area(GTK_DIALOG(dialog))), dialog_label);
   EXPECT_EQ(styled_font(dialog_label), "DejaVu Serif 17");
   gtk_widget_destroy(dialog);
 
