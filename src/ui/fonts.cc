@@ -56,7 +56,8 @@ std::string ui_font_css(const char* selector, const char* description) {
   if ((set & PANGO_FONT_MASK_SIZE) && size > 0) {
     char buf[G_ASCII_DTOSTR_BUF_SIZE];
     g_ascii_dtostr(buf, sizeof buf, static_cast<double>(size) / PANGO_SCALE);
-    body += std::string("font-size: ") + buf + (pango_font_description_get_size_is_absolute(d) ? "px; " : "pt; ");
+    body +=
+        std::string("font-size: ") + buf + (pango_font_description_get_size_is_absolute(d) ? "px; " : "pt; ");
   }
   // A description always carries a weight and a slant, normal unless it names another; normal
   // ones are left to the theme.

@@ -107,8 +107,8 @@ GtkWidget* build_view_menu() {
   GtkWidget* menu = gtk_menu_new();
   gtk_menu_item_set_submenu(GTK_MENU_ITEM(view), menu);
   mainWin->normal_item = gtk_radio_menu_item_new_with_mnemonic(nullptr, "_Normal");
-  mainWin->advanced_item =
-      gtk_radio_menu_item_new_with_mnemonic_from_widget(GTK_RADIO_MENU_ITEM(mainWin->normal_item), "_Advanced");
+  mainWin->advanced_item = gtk_radio_menu_item_new_with_mnemonic_from_widget(
+      GTK_RADIO_MENU_ITEM(mainWin->normal_item), "_Advanced");
   for (GtkWidget* item : {mainWin->normal_item, mainWin->advanced_item}) {
     gtk_menu_shell_append(GTK_MENU_SHELL(menu), item);
     g_signal_connect(item, "toggled", G_CALLBACK(on_view_chosen), nullptr);
@@ -267,8 +267,10 @@ void main_window_apply_view() {
   // view that shows everything wins.
   bool advanced = setting_get_int("adv_view") != 0 || setting_get_int("norm_view") == 0;
   GtkWidget* item = advanced ? mainWin->advanced_item : mainWin->normal_item;
-  if (gtk_check_menu_item_get_active(GTK_CHECK_MENU_ITEM(item))) editor_pane_set_advanced(advanced);
-  else gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), TRUE);
+  if (gtk_check_menu_item_get_active(GTK_CHECK_MENU_ITEM(item)))
+    editor_pane_set_advanced(advanced);
+  else
+    gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), TRUE);
 }
 
 void expand_absolute_parent_folder_in_tv() { editor_expand_top_folder(); }

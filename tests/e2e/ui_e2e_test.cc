@@ -129,7 +129,8 @@ TEST_F(UiInProcess, WindowsAndTheReplacementEditorTakeTheirFontsAtOnceAndWhenCha
   // Dialogs made later get the font too: a message box and a dialog such as the preferences.
   GtkWidget* message = gtk_message_dialog_new(GTK_WINDOW(window), GTK_DIALOG_MODAL, GTK_MESSAGE_INFO,
                                               GTK_BUTTONS_OK, "Message");
-  GtkWidget* message_label = first(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(message)), GTK_TYPE_LABEL);
+  GtkWidget* message_label =
+      first(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(message)), GTK_TYPE_LABEL);
   ASSERT_NE(message_label, nullptr);
   EXPECT_EQ(styled_font(message_label), "DejaVu Serif 17");
   gtk_widget_destroy(message);

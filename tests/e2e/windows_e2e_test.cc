@@ -123,8 +123,10 @@ void set_pref(const std::string& name, const std::string& value) {
   std::string text = read_file(prefs_file());
   std::string line = "\"" + name + "\"=\"" + value + "\"\n";
   size_t at = text.find("\"" + name + "\"=");
-  if (at == std::string::npos) text += line;
-  else text.replace(at, text.find('\n', at) + 1 - at, line);
+  if (at == std::string::npos)
+    text += line;
+  else
+    text.replace(at, text.find('\n', at) + 1 - at, line);
   std::ofstream(prefs_file()) << text;
 }
 
@@ -422,7 +424,8 @@ TEST_F(WindowsE2E, FontsAndTheViewAfterARestartAndFromThePreferences) {
   key("ctrl+Page_Up");
   key("alt+o");
   std::string font;
-  EXPECT_TRUE(wait_until([&] { return (font = pref("ui_font")).rfind("DejaVu Serif", 0) == 0; }, 3000)) << font;
+  EXPECT_TRUE(wait_until([&] { return (font = pref("ui_font")).rfind("DejaVu Serif", 0) == 0; }, 3000))
+      << font;
   EXPECT_EQ(font.substr(font.size() - 2), " 8") << font;
   EXPECT_EQ(pref("repleditor_font"), "DejaVu Sans Mono 20");
   EXPECT_TRUE(wait_until([] { return visible_window("Quiverex Preferences") == 0; }, 3000));
