@@ -154,6 +154,7 @@ GtkWidget* editor_pane_new(void (*changed)(abbr_abbrev*)) {
   P->changed = changed;
   GtkWidget* g = grid();
   gtk_container_set_border_width(GTK_CONTAINER(g), 6);
+  // Alt+V belongs to the window's View menu.
   attach_row(g, 0, "Abbreviatio_n:", P->abbreviation = entry(ABBR_EDIT_ABBREVIATIONS));
   gtk_widget_set_tooltip_text(P->abbreviation, "Separate several abbreviations with |");
   attach_row(g, 1, "Descr_iption:", P->description = entry(ABBR_EDIT_DESCRIPTION));
