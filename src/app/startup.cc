@@ -76,6 +76,7 @@ int app_start(int argc, char** argv) {
   deal_with_gtk_css_stuff();
   prefs_load();
   gvar_set_all_after_prefs_loaded();
+  ui_fonts_apply();
   load_up_users_abbreviations(nullptr);
 
   if (cmd.admin) setting_set_int("ucm", 1);

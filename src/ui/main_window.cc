@@ -9,6 +9,7 @@
 #include "library/abbr.h"
 #include "settings/settings.h"
 #include "ui/editor.h"
+#include "ui/editor_pane.h"
 #include "ui/search_box.h"
 #include "ui/ui.h"
 
@@ -24,6 +25,8 @@ struct main_win {
   GtkWidget* cancel_button = nullptr;
   GtkWidget* apply_button = nullptr;
   GtkWidget* bottom_buttons = nullptr;
+  GtkWidget* normal_item = nullptr;
+  GtkWidget* advanced_item = nullptr;
   bool unsaved = false;
 };
 main_win* mainWin = nullptr;
@@ -90,6 +93,29 @@ GtkWidget* add_menu_item(GtkWidget* menu, const char* label, GCallback cb, GtkAc
   return item;
 }
 
+// The two view items are one radio group: only the one that became active reports.
+void on_view_chosen(GtkCheckMenuItem* item, gpointer) {
+  if (!gtk_check_menu_item_get_active(item)) return;
+  bool advanced = GTK_WIDGET(item) == mainWin->advanced_item;
+  setting_set_int("adv_view", advanced);
+  setting_set_int("norm_view", !advanced);
+  editor_pane_set_advanced(advanced);
+}
+
+GtkWidget* build_view_menu() {
+  GtkWidget* view = gtk_menu_item_new_with_mnemonic("_View");
+  GtkWidget* menu = gtk_menu_new();
+  gtk_menu_item_set_submenu(GTK_MENU_ITEM(view), menu);
+  mainWin->normal_item = gtk_radio_menu_item_new_with_mnemonic(nullptr, "_Normal");
+  mainWin->advanced_item = gtk_radio_menu_item_new_with_mnemonic_from_widget(
+      GTK_RADIO_MENU_ITEM(mainWin->normal_item), "_Advanced");
+  for (GtkWidget* item : {mainWin->normal_item, mainWin->advanced_item}) {
+    gtk_menu_shell_append(GTK_MENU_SHELL(menu), item);
+    g_signal_connect(item, "toggled", G_CALLBACK(on_view_chosen), nullptr);
+  }
+  return view;
+}
+
 // Colours the text of a button made with a mnemonic label.
 void set_label_colour(GtkWidget* button, const char* colour) {
   PangoColor c;
@@ -142,6 +168,7 @@ void build() {
   gtk_box_pack_end(GTK_BOX(bar), search_box_new(accel, editor_search), FALSE, FALSE, 0);
 
   GtkWidget* editor = editor_new(menubar, accel, on_sandbox_changed);
+  gtk_menu_shell_append(GTK_MENU_SHELL(menubar), build_view_menu());
   GtkWidget* buttons = gtk_button_box_new(GTK_ORIENTATION_HORIZONTAL);
   mainWin->bottom_buttons = buttons;
   gtk_button_box_set_layout(GTK_BUTTON_BOX(buttons), GTK_BUTTONBOX_END);
@@ -164,6 +191,7 @@ void build() {
   gtk_container_add(GTK_CONTAINER(w), box);
   gtk_widget_show_all(box);
   main_window_show_bottom_buttons();
+  main_window_apply_view();
 }
 
 }  // namespace
@@ -232,5 +260,17 @@ void main_window_show_bottom_buttons() {
 }
 
 void main_window_reload() { editor_reload(); }
+
+void main_window_apply_view() {
+  if (!mainWin) return;
+  // The defaults leave exactly one of the two set; should a hand-edited file set both, the
+  // view that shows everything wins.
+  bool advanced = setting_get_int("adv_view") != 0 || setting_get_int("norm_view") == 0;
+  GtkWidget* item = advanced ? mainWin->advanced_item : mainWin->normal_item;
+  if (gtk_check_menu_item_get_active(GTK_CHECK_MENU_ITEM(item)))
+    editor_pane_set_advanced(advanced);
+  else
+    gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), TRUE);
+}
 
 void expand_absolute_parent_folder_in_tv() { editor_expand_top_folder(); }

@@ -21,7 +21,7 @@ namespace {
 
 // One widget bound to one preference. UI thread only.
 struct bound {
-  enum kind { CHECK, ENTRY, SPIN, CASE_COMBO, TRIGGER_COMBO, FOLDER } k;
+  enum kind { CHECK, ENTRY, SPIN, CASE_COMBO, TRIGGER_COMBO, FOLDER, FONT } k;
   const char* key;
   GtkWidget* w;
 };
@@ -162,6 +162,16 @@ GtkWidget* folder(GtkWidget* g, const char* key, const char* label) {
   gtk_widget_set_hexpand(b, TRUE);
   if (*setting_get(key)) gtk_file_chooser_set_filename(GTK_FILE_CHOOSER(b), setting_get(key));
   W->fields.push_back({bound::FOLDER, key, b});
+  row(g, label, b);
+  return b;
+}
+
+GtkWidget* font(GtkWidget* g, const char* key, const char* label) {
+  GtkWidget* b = gtk_font_button_new();
+  gtk_font_chooser_set_font(GTK_FONT_CHOOSER(b), setting_get(key));
+  gtk_font_button_set_use_font(GTK_FONT_BUTTON(b), TRUE);
+  gtk_widget_set_halign(b, GTK_ALIGN_START);
+  W->fields.push_back({bound::FONT, key, b});
   row(g, label, b);
   return b;
 }
@@ -309,6 +319,8 @@ void build_general(GtkWidget* nb) {
   heading(g, "Appearance");
   W->light = radio_pair(g, "_Dark theme", "_Light theme", setting_get_int("lmode") == 1);
   check(g, "show_bottom_buttons", "Show the Apply and Cancel buttons at the bottom of the _main window");
+  font(g, "ui_font", "_Interface font:");
+  font(g, "repleditor_font", "_Replacement text font:");
   heading(g, "Abbreviation folder");
   check(g, "use_diff_abbrev_dir", "Keep the abbreviations in another _folder (for example a synced one)");
   folder(g, "diff_abbrev_dir", "F_older:");
@@ -353,6 +365,7 @@ bool set_int_changed(const char* key, int v) {
 
 void store() {
   bool restart = false;
+  bool fonts = false;
   for (const bound& b : W->fields) {
     switch (b.k) {
       case bound::CHECK: {
@@ -379,6 +392,15 @@ void store() {
         g_free(f);
         break;
       }
+      case bound::FONT: {
+        char* f = gtk_font_chooser_get_font(GTK_FONT_CHOOSER(b.w));
+        if (f && std::string(setting_get(b.key)) != f) {
+          setting_set(b.key, f);
+          fonts = true;
+        }
+        g_free(f);
+        break;
+      }
     }
   }
   setting_set("trigger_hotkey", gtk_combo_box_get_active_id(GTK_COMBO_BOX(W->trigger)));
@@ -401,6 +423,7 @@ void store() {
     show_msgbox(MSGBOX_ERROR, MSGBOX_BUTTONS_OK, "\nThe start-up entry could not be changed.");
   prefs_save();
   main_window_show_bottom_buttons();
+  if (fonts) ui_fonts_apply();
   gtk_widget_destroy(W->window);
   if (restart &&
       show_msgbox(MSGBOX_QUESTION, MSGBOX_BUTTONS_YES_NO,

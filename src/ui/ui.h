@@ -11,6 +11,17 @@
 // Makes core/msgbox.h show modal GTK dialogs (over the main window when it is visible).
 void ui_install_msgbox_handler();
 
+// ---- Fonts ----
+
+// Applies the preferences "ui_font" (every window of the program) and "repleditor_font" (the
+// replacement-text editor) to the windows on screen and to those made later.
+void ui_fonts_apply();
+// The style rule giving `selector` the parts that a font description such as "Segoe UI 9"
+// names (family list, size, weight, slant); "" when it names none.
+std::string ui_font_css(const char* selector, const char* description);
+// The style class that marks the replacement-text editor.
+extern const char UI_REPLEDITOR_CLASS[];
+
 // ---- Main window ----
 
 // Builds the main window over the sandbox and shows it unless the command line asks for the
@@ -32,6 +43,9 @@ void main_window_reload();
 void main_window_show_bottom_buttons();
 // Opens the top folder of the tree.
 void expand_absolute_parent_folder_in_tv();
+// Shows the editing pane in the view the preferences choose ("adv_view" 1: every option,
+// "norm_view" 1: the Normal view).
+void main_window_apply_view();
 
 // ---- Tray icon ----
 

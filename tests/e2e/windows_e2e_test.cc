@@ -116,6 +116,82 @@ unsigned long open_prefs() {
   return p;
 }
 
+std::string prefs_file() { return config_dir() + "/preferences.lt"; }
+
+// Sets `name` in the preferences file of the stopped program.
+void set_pref(const std::string& name, const std::string& value) {
+  std::string text = read_file(prefs_file());
+  std::string line = "\"" + name + "\"=\"" + value + "\"\n";
+  size_t at = text.find("\"" + name + "\"=");
+  if (at == std::string::npos)
+    text += line;
+  else
+    text.replace(at, text.find('\n', at) + 1 - at, line);
+  std::ofstream(prefs_file()) << text;
+}
+
+bool has_pref(const std::string& name, const std::string& value) {
+  return read_file(prefs_file()).find("\"" + name + "\"=\"" + value + "\"") != std::string::npos;
+}
+
+std::string pref(const std::string& name) {
+  std::string text = read_file(prefs_file());
+  std::string start = "\"" + name + "\"=\"";
+  size_t at = text.find(start);
+  if (at == std::string::npos) return "";
+  at += start.size();
+  return text.substr(at, text.find("\"\n", at) - at);
+}
+
+int window_width(unsigned long w) {
+  std::string out = g_s->run({"xdotool", "getwindowgeometry", std::to_string(w)});
+  size_t at = out.find("Geometry: ");
+  return at == std::string::npos ? 0 : std::stoi(out.substr(at + 10));
+}
+
+// The launch pad's width: the window fits its text, so it follows the interface font.
+int launch_pad_width() {
+  unsigned long pad = launch_pad_opened();
+  if (!pad) return 0;
+  pause(300);
+  int width = window_width(pad);
+  key("Escape");
+  return width;
+}
+
+// The saved record of the abbreviation `abbrev` in the library file.
+std::string saved_record(const std::string& abbrev) {
+  std::string text = read_file(library_file());
+  size_t at = text.find(" a=\"" + abbrev + "\"");
+  if (at == std::string::npos) return "";
+  return text.substr(at, text.find("/>", at) - at);
+}
+
+// Makes a new abbreviation in the main window with its replacement text.
+void new_abbreviation(unsigned long w, const std::string& abbrev) {
+  g_s->activate(w);
+  key("ctrl+n");
+  type(abbrev);
+  key("alt+r");
+  type("view text");
+  g_s->activate(w);
+}
+
+// Saves the library and gives back the saved record of `abbrev` once it is there.
+std::string saved(unsigned long w, const std::string& abbrev) {
+  g_s->activate(w);
+  key("ctrl+s");
+  std::string record;
+  wait_until([&] { return !(record = saved_record(abbrev)).empty(); }, 5000);
+  return record;
+}
+
+void choose_view(unsigned long w, const char* mnemonic) {
+  g_s->activate(w);
+  key("alt+v");
+  key(mnemonic);
+}
+
 class WindowsE2E : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -281,6 +357,88 @@ TEST_F(WindowsE2E, TheLightThemeAfterARestart) {
   screenshot(pad, "launchpad-light");
   key("Escape");
   EXPECT_EQ(xterm_line("again qxz"), "again edited text");
+}
+
+// The view starts as Advanced. The Normal view hides the rarer options, so that their
+// mnemonics do nothing (here the within-a-word option's Alt+W), and neither switch changes an
+// abbreviation.
+TEST_F(WindowsE2E, TheNormalViewHidesOptionsAndChangesNoAbbreviation) {
+  unsigned long w = main_window_activated();
+  ASSERT_NE(w, 0u);
+  choose_view(w, "n");
+  new_abbreviation(w, "qxnv");
+  screenshot(w, "main-normal-light");
+  key("alt+w");
+  choose_view(w, "a");
+  screenshot(w, "main-advanced-light");
+  key("alt+w");
+  // Switching with the option set keeps it set.
+  choose_view(w, "n");
+  std::string record = saved(w, "qxnv");
+  EXPECT_NE(record.find(" r=\"1\""), std::string::npos) << record;
+}
+
+// The view and the fonts after a restart, the fonts taken from a hand-edited preferences
+// file; then a font chosen in the preferences window applies at once.
+TEST_F(WindowsE2E, FontsAndTheViewAfterARestartAndFromThePreferences) {
+  ASSERT_TRUE(quit_app());
+  EXPECT_TRUE(has_pref("norm_view", "1"));
+  EXPECT_TRUE(has_pref("adv_view", "0"));
+  set_pref("ui_font", "DejaVu Sans 18");
+  set_pref("repleditor_font", "DejaVu Sans Mono 20");
+  set_pref("lmode", "0");
+  start_app();
+  unsigned long w = 0;
+  ASSERT_TRUE(wait_until([&] { return (w = visible_window("Quiverex")) != 0; }, 20000));
+  pause(500);
+  // Still the Normal view: Alt+W does nothing.
+  // (A name that does not contain the saved "qxnv", which would expand while typed.)
+  new_abbreviation(w, "qxrestart");
+  key("alt+w");
+  screenshot(w, "main-normal-large-dark");
+  std::string record = saved(w, "qxrestart");
+  EXPECT_NE(record.find(" r=\"0\""), std::string::npos) << record;
+  choose_view(w, "a");
+  new_abbreviation(w, "qxadvanced");
+  screenshot(w, "main-advanced-large-dark");
+  int large = launch_pad_width();
+
+  // A family and size picked in the font chooser, through its search box and size field.
+  unsigned long p = open_prefs();
+  ASSERT_NE(p, 0u);
+  key("ctrl+Page_Down");
+  key("ctrl+Page_Down");
+  screenshot(p, "prefs-general-large-dark");
+  key("alt+i");
+  unsigned long chooser = 0;
+  ASSERT_TRUE(wait_until([&] { return (chooser = visible_window("Pick a Font")) != 0; }, 3000));
+  type("DejaVu Serif");
+  for (int i = 0; i < 4; i++) key("Tab");
+  key("ctrl+a");
+  type("8");
+  key("Tab");
+  key("alt+s");
+  EXPECT_TRUE(wait_until([] { return visible_window("Pick a Font") == 0; }, 3000));
+  screenshot(p, "prefs-general-chosen-dark");
+  key("ctrl+Page_Up");  // OK's mnemonic is shared with the folder fields of this page
+  key("ctrl+Page_Up");
+  key("alt+o");
+  std::string font;
+  EXPECT_TRUE(wait_until([&] { return (font = pref("ui_font")).rfind("DejaVu Serif", 0) == 0; }, 3000))
+      << font;
+  EXPECT_EQ(font.substr(font.size() - 2), " 8") << font;
+  EXPECT_EQ(pref("repleditor_font"), "DejaVu Sans Mono 20");
+  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex Preferences") == 0; }, 3000));
+  pause(500);  // every window is restyled
+  // Without the 18-point font at start the width would hardly change.
+  int chosen = launch_pad_width();
+  EXPECT_GT(chosen, 0);
+  EXPECT_LT(chosen, large * 2 / 3) << "launch pad " << large << " px wide with an 18-point font, " << chosen
+                                   << " px after choosing an 8-point one";
+  screenshot(w, "main-advanced-small-dark");
+  choose_view(w, "n");
+  screenshot(w, "main-normal-small-dark");
+  choose_view(w, "a");
 }
 
 }  // namespace
