@@ -59,8 +59,8 @@ std::string ui_font_css(const char* selector, const char* description) {
     body +=
         std::string("font-size: ") + buf + (pango_font_description_get_size_is_absolute(d) ? "px; " : "pt; ");
   }
-  // A description always carries a weight and a slant, normal unless it names another; normal
-  // ones are left to the theme.
+  // A description always carries a weight, a slant and a width, normal unless it names
+  // another; normal ones are left to the theme.
   if ((set & PANGO_FONT_MASK_WEIGHT) && pango_font_description_get_weight(d) != PANGO_WEIGHT_NORMAL) {
     // The style sheet knows the hundreds from 100 to 900 only.
     int w = (pango_font_description_get_weight(d) + 50) / 100 * 100;
@@ -69,6 +69,14 @@ std::string ui_font_css(const char* selector, const char* description) {
   if ((set & PANGO_FONT_MASK_STYLE) && pango_font_description_get_style(d) != PANGO_STYLE_NORMAL) {
     PangoStyle s = pango_font_description_get_style(d);
     body += std::string("font-style: ") + (s == PANGO_STYLE_ITALIC ? "italic" : "oblique") + "; ";
+  }
+  if ((set & PANGO_FONT_MASK_STRETCH) && pango_font_description_get_stretch(d) != PANGO_STRETCH_NORMAL) {
+    // In the order of PangoStretch.
+    static const char* const stretches[] = {"ultra-condensed", "extra-condensed", "condensed",
+                                            "semi-condensed",  "normal",          "semi-expanded",
+                                            "expanded",        "extra-expanded",  "ultra-expanded"};
+    int st = pango_font_description_get_stretch(d);
+    if (st >= 0 && st < 9) body += std::string("font-stretch: ") + stretches[st] + "; ";
   }
   pango_font_description_free(d);
   if (body.empty()) return "";

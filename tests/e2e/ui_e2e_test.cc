@@ -103,6 +103,8 @@ TEST(UiFontCss, FontDescriptionsBecomeStyleRules) {
   EXPECT_EQ(ui_font_css("x", "12"), "x { font-size: 12pt; }\n");
   EXPECT_EQ(ui_font_css("x", "Sans 14px"), "x { font-family: \"Sans\"; font-size: 14px; }\n");
   EXPECT_EQ(ui_font_css("x", ""), "");
+  EXPECT_EQ(ui_font_css("x", "DejaVu Sans Condensed 8"),
+            "x { font-family: \"DejaVu Sans\"; font-size: 8pt; font-stretch: condensed; }\n");
 }
 
 TEST_F(UiInProcess, WindowsAndTheReplacementEditorTakeTheirFontsAtOnceAndWhenChanged) {
@@ -140,6 +142,12 @@ TEST_F(UiInProcess, WindowsAndTheReplacementEditorTakeTheirFontsAtOnceAndWhenCha
   gtk_container_add(GTK_CONTAINER(gtk_dialog_get_content_area(GTK_DIALOG(dialog))), dialog_label);
   EXPECT_EQ(styled_font(dialog_label), "DejaVu Serif 17");
   gtk_widget_destroy(dialog);
+
+  // A narrower face of the family is asked for (drawn when the machine has it).
+  setting_set("ui_font", "DejaVu Sans Condensed 11");
+  ui_fonts_apply();
+  settle();
+  EXPECT_EQ(styled_font(label), "DejaVu Sans Condensed 11");
 
   // A family this system lacks still draws, in another family, at the size asked for.
   setting_set("ui_font", "Segoe UI 9");
