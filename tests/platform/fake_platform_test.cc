@@ -162,40 +162,6 @@ TEST(FakeLayoutTest, GermanLayoutKeysAndAltGr) {
   EXPECT_EQ(0, fp.to_unicode('E', 0x12, state, &s, 0)) << "Ctrl+E is a shortcut";
 }
 
-TEST(FakeServicesTest, ClipboardBackupSurvivesATextPasteAndLockedClipboardGivesUp) {
-  fake_platform fp;
-  fp.set_clipboard_formats({{"image/png", std::string("\x89PNG\0\1", 6)}, {"text", "old"}});
-  auto backup = fp.clipboard_backup(52, 10);
-  ASSERT_TRUE(backup);
-  EXPECT_EQ(std::vector<std::string>({"image/png", "text"}), backup->formats());
-  ASSERT_TRUE(fp.clipboard_set_text("pasted", PLAT_SEL_CLIPBOARD, 52, 10));
-  EXPECT_EQ("pasted", fp.clipboard_get_text(PLAT_SEL_CLIPBOARD).value_or(""));
-  fp.lock_clipboard_for(60);
-  EXPECT_FALSE(fp.clipboard_restore(*backup, 52, 10));
-  ASSERT_TRUE(fp.clipboard_restore(*backup, 52, 10));
-  EXPECT_EQ(std::string("\x89PNG\0\1", 6), fp.clipboard_formats()[0].second);
-  EXPECT_EQ("old", fp.clipboard_get_text(PLAT_SEL_CLIPBOARD).value_or(""));
-}
-
-TEST(FakeServicesTest, HotkeysRefuseTakenCombinationsAndFireTheirId) {
-  fake_platform fp;
-  std::vector<int> fired;
-  fp.set_hotkey_handler([](int id, void* u) { static_cast<std::vector<int>*>(u)->push_back(id); },
-                        &fired);
-  fp.take_hotkey(MOD_CONTROL | MOD_ALT, 'T');
-  EXPECT_FALSE(fp.register_hotkey(171, MOD_CONTROL | MOD_ALT, 'T'));
-  EXPECT_TRUE(fp.register_hotkey(171, MOD_CONTROL, VK_SPACE));
-  EXPECT_FALSE(fp.register_hotkey(173, MOD_CONTROL, VK_SPACE)) << "combination already ours";
-  EXPECT_TRUE(fp.press_hotkey(MOD_CONTROL, VK_SPACE));
-  EXPECT_TRUE(fp.unregister_hotkey(171));
-  EXPECT_FALSE(fp.press_hotkey(MOD_CONTROL, VK_SPACE));
-  EXPECT_EQ(std::vector<int>({171}), fired);
-  auto r = fp.records();
-  ASSERT_EQ(2u, r.size());
-  EXPECT_EQ(fake_record::HOTKEY_REGISTER, r[0].kind);
-  EXPECT_EQ(fake_record::HOTKEY_UNREGISTER, r[1].kind);
-}
-
 TEST(KeyTablesTest, PositionsRoundTripOnEachLayout) {
   for (const char* layout : {"us", "de"}) {
     for (uint32_t vk = 1; vk < 256; ++vk) {
