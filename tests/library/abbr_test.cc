@@ -117,21 +117,8 @@ TEST(AbbrTime, StringForms) {
   EXPECT_EQ(abbr_time_to_hex_string(abbr_time_str_to_abbrtime("FFFFFFFFFFFFFF")), "ffffffffffffff");
   // A damaged field is read as far as its hexadecimal digits go.
   EXPECT_EQ(abbr_time_to_hex_string(abbr_time_str_to_abbrtime("03g507e50e0709")), "030007e50e0709");
-}
-
-TEST(AbbrTime, WrongLengthMeansNow) {
-  abbrtime before = abbr_time_now();
-  for (const char* s : {"030507e50e070", "030507e50e07091", ""}) {
-    abbrtime t = abbr_time_str_to_abbrtime(s);
-    EXPECT_GE(abbr_time_to_epoch_seconds(t), abbr_time_to_epoch_seconds(before)) << s;
-    EXPECT_LE(abbr_time_to_epoch_seconds(t), abbr_time_to_epoch_seconds(abbr_time_now())) << s;
-  }
-}
-
-TEST(AbbrTime, UtcRoundTrip) {
-  abbrtime t{7, 14, 2023, 9, 30, 0};
-  abbrtime back = abbrtime_utc_to_local(abbrtime_local_to_utc(t));
-  EXPECT_EQ(abbr_time_to_compare_string(back), abbr_time_to_compare_string(t));
+  abbrtime summer{7, 14, 2023, 9, 30, 0};
+  EXPECT_EQ(abbr_time_to_compare_string(abbrtime_utc_to_local(abbrtime_local_to_utc(summer))), "20230714093000");
 }
 
 TEST_F(LibraryTest, NewRecordsTakeDefaultsAndLaunchersNeverAdaptCase) {
@@ -287,16 +274,6 @@ TEST_F(LibraryTest, ReadOnlyFoldersAreConsolidatedNotSplit) {
   EXPECT_EQ(plist_get_index_of(team->abbrevs, a), 1);  // depth first: Sub before Deeper
   EXPECT_EQ(plist_get_index_of(team->abbrevs, b), 2);
 }
-
-TEST(Htmlize, EscapingTableInOrder) {
-  EXPECT_EQ(abbr_htmlize("a&b<c>\"d\" 'e'"), "a&amp;b&lt;c&gt;&quot;d&quot; 'e'");
-  EXPECT_EQ(abbr_htmlize("1\r\n2\n3\r4\t5\x1b"), "1&#10;2&#10;3&#10;4&#9;5&#33;");
-  EXPECT_EQ(abbr_htmlize("&lt;"), "&amp;lt;");
-}
-
-}  // namespace
-
-namespace {
 
 // The hook thread keeps pointers into the main list until it has acknowledged a new one: the
 // old list must still be alive during the hand-over, and the new one already in place.
