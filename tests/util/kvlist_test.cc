@@ -67,19 +67,6 @@ TEST(KvlistLookup, ByStringValueOnlyConsidersStringEntries) {
   kvlist_free(l);
 }
 
-TEST(KvlistLookup, NthFollowsListIndexRules) {
-  kvlist* l = nullptr;
-  for (const char* k : {"a", "b", "c"}) l = kvlist_append_string(l, k, k);
-  EXPECT_EQ(kvlist_get_n_elements(l), 3);
-  EXPECT_EQ(kvlist_get_nth(l, 0)->key, "a");
-  EXPECT_EQ(kvlist_get_nth(l, 2)->key, "c");
-  EXPECT_EQ(kvlist_get_nth(l, -1)->key, "c");
-  EXPECT_EQ(kvlist_get_nth(l, 3), nullptr);
-  EXPECT_EQ(kvlist_get_nth(nullptr, -1), nullptr);
-  EXPECT_EQ(kvlist_get_n_elements(nullptr), 0);
-  kvlist_free(l);
-}
-
 TEST(KvlistChange, SetValueFreesTheOldValueWithTheOldFreeFunction) {
   int frees = 0;
   kvlist* l = kvlist_append_string(nullptr, "x", "1");
@@ -140,17 +127,6 @@ TEST(KvlistChange, RemoveKeepsTheValueDeleteFreesIt) {
   l = kvlist_delete_element(l, kvlist_get_nth(l, -1));
   EXPECT_EQ(l, nullptr);
   EXPECT_EQ(frees, 4);
-}
-
-TEST(KvlistChange, AppendKvlistLinksBothWays) {
-  kvlist* a = kvlist_append_string(kvlist_append_string(nullptr, "a1", ""), "a2", "");
-  kvlist* b = kvlist_append_string(kvlist_append_string(nullptr, "b1", ""), "b2", "");
-  EXPECT_EQ(kvlist_append_kvlist(nullptr, nullptr), nullptr);
-  EXPECT_EQ(kvlist_append_kvlist(a, nullptr), a);
-  kvlist* l = kvlist_append_kvlist(a, b);
-  EXPECT_EQ(keys(l), (std::vector<std::string>{"a1", "a2", "b1", "b2"}));
-  expect_consistent(l);
-  kvlist_free(l);
 }
 
 // A date-like value kvlist does not know: a heap int freed with this function.

@@ -108,40 +108,26 @@ using ReadEntireFile = TempDirTest;
 
 TEST_F(ReadEntireFile, ReadsWholeFilesAcrossTheBlockBoundary) {
   const size_t block = 524288;
-  for (size_t size : {size_t{0}, size_t{5}, block - 1, block, block + 1, 2 * block + 3}) {
-    std::string path = dir_ + "/f";
-    std::string data = pattern(size);
+  const std::string path = dir_ + "/f";
+  std::string data;
+  // {element size, file size}: the count comes back in elements.
+  const std::pair<size_t, size_t> cases[] = {{1, 0},         {1, 5},         {1, block - 1},         {1, block},
+                                             {1, block + 1}, {1, 2 * block + 3}, {4, 4 * (block + 2)}};
+  for (auto [elem, size] : cases) {
+    data = pattern(size);
     ASSERT_TRUE(dump_data_to_file(path, data.data(), data.size()));
     FILE* f = fopen(path.c_str(), "rb");
     ASSERT_NE(f, nullptr);
     char* buf = nullptr;
     size_t len = 12345;
-    EXPECT_TRUE(read_entire_file(f, &buf, 1, &len));
+    EXPECT_TRUE(read_entire_file(f, &buf, elem, &len));
     fclose(f);
     ASSERT_NE(buf, nullptr);
-    EXPECT_EQ(len, size);
-    buf[len] = '\0';  // the promised room for a terminator (the sanitizer checks it)
-    EXPECT_TRUE(std::string(buf, len) == data) << "size " << size;
+    EXPECT_EQ(len, size / elem);
+    buf[size] = '\0';  // the promised room for a terminator (the sanitizer checks it)
+    EXPECT_TRUE(std::string(buf, size) == data) << "size " << size;
     free(buf);
   }
-}
-
-TEST_F(ReadEntireFile, CountsElementsOfTheGivenSize) {
-  const size_t block = 524288;
-  std::string data = pattern(4 * (block + 2));
-  std::string path = dir_ + "/f";
-  ASSERT_TRUE(dump_data_to_file(path, data.data(), data.size()));
-  FILE* f = fopen(path.c_str(), "rb");
-  ASSERT_NE(f, nullptr);
-  char* buf = nullptr;
-  size_t len = 0;
-  EXPECT_TRUE(read_entire_file(f, &buf, 4, &len));
-  fclose(f);
-  EXPECT_EQ(len, block + 2);
-  buf[4 * len] = '\0';
-  EXPECT_TRUE(std::string(buf, 4 * len) == data);
-  free(buf);
-
   EXPECT_EQ(read_file_to_string(path), data);
   EXPECT_EQ(read_file_to_string(dir_ + "/missing"), std::nullopt);
 }
