@@ -4,6 +4,7 @@
 #include <glib.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdio>
 #include <vector>
 
@@ -216,9 +217,7 @@ TEST_F(KeysimTest, DelimiterAppendedAndCursorBack) {
   EXPECT_EQ(expand("cur", "x%(cursor)yz"), repeat("8d 8u", 3) + " 88d 88u 89d 89u 90d 90u 37d 37u 37d 37u");
   fake_.type_text("Q");
   EXPECT_EQ(fake_.app_text(), "xQyz");
-}
 
-TEST_F(KeysimTest, CursorBackCorrectedByMacrosInTheTail) {
   // The Delay macro after the marker leaves nothing in the text: its ten characters do not count.
   expand("cur", "a%(cursor)b%(Delay 5)c");
   fake_.type_text("Q");
@@ -226,21 +225,14 @@ TEST_F(KeysimTest, CursorBackCorrectedByMacrosInTheTail) {
 }
 
 TEST_F(KeysimTest, PausePerCharacter) {
-  setting_set_int("pause_for", 1);
-  for (int ms : {0, 5000}) {
+  // {pause_for, pause_ms, expected pause}: out-of-range values fall back to 5 ms.
+  for (auto [on, ms, pause] : {std::array<int, 3>{1, 0, 5}, {1, 5000, 5}, {1, 40, 40}, {0, 40, 0}}) {
+    setting_set_int("pause_for", on);
     setting_set_int("pause_ms", ms);
     sleeps.clear();
-    type("abc");
-    EXPECT_EQ(sleeps, (std::vector<int>{5, 5, 5})) << ms;
+    type("ab");
+    EXPECT_EQ(sleeps, std::vector<int>(pause ? 2 : 0, pause)) << ms;
   }
-  setting_set_int("pause_ms", 40);
-  sleeps.clear();
-  type("ab");
-  EXPECT_EQ(sleeps, (std::vector<int>{40, 40}));
-  setting_set_int("pause_for", 0);
-  sleeps.clear();
-  type("ab");
-  EXPECT_TRUE(sleeps.empty());
 }
 
 TEST_F(KeysimTest, ShiftHeldAcrossCapitals) {
