@@ -51,14 +51,11 @@ TEST_F(InsertTest, DateAndTimeFormats) {
   EXPECT_EQ(dates("%(#WeekOfYear) %(#DayOfYear)"), "5 31");
 }
 
-TEST_F(InsertTest, NoLeadingZeroForms) {
+TEST_F(InsertTest, NoLeadingZeroFormsAndWeekdayNumbers) {
   at(2024, 3, 5, 9, 4, 3);
   EXPECT_EQ(dates("%(#Month)/%(#Day) %(#Hour):%(#Minute):%(#Second) %(#DayOfYear)"), "3/5 9:4:3 65");
   at(2024, 3, 5, 0, 0, 0);
   EXPECT_EQ(dates("%(#Hour24) %(#Minute) %(#Second) %(AMorPM)"), "0 0 0 AM");
-}
-
-TEST_F(InsertTest, DayOfWeekNumbering) {
   at(2024, 2, 4);  // Sunday
   EXPECT_EQ(dates("%(#DayOfWeekMon) %(#DayOfWeek)"), "7 1");
   at(2024, 2, 5);  // Monday
