@@ -168,13 +168,4 @@ TEST_F(Win32HookTimeoutStep, RaisedOnceAndTheUsersValueKept) {
   EXPECT_STREQ(setting_get("lt"), "02") << "a second run leaves the marker alone";
 }
 
-TEST_F(Win32HookTimeoutStep, LoweredAgainRaisedWithoutTouchingTheBackup) {
-  ASSERT_TRUE(reg_set_key_dword_value(HKEY_CURRENT_USER, k_key, "LowLevelHooksTimeout", 200));
-  ASSERT_TRUE(reg_set_key_dword_value(HKEY_CURRENT_USER, k_key, "LowLevelHooksTimeoutBackup", 300));
-  setting_set_int("lt", 2);
-  prefs_platform_adjust_hook_timeout();
-  EXPECT_EQ(value("LowLevelHooksTimeout"), 1000u);
-  EXPECT_EQ(value("LowLevelHooksTimeoutBackup"), 300u);
-}
-
 }  // namespace

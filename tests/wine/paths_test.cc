@@ -1,4 +1,4 @@
-// Dropbox's host files and the AutoCorrect list search in the Wine prefix.
+// The AutoCorrect list search in the Wine prefix.
 #include "platform/win32/paths.h"
 
 #include <gtest/gtest.h>
@@ -10,16 +10,6 @@
 #include "platform/win32/text.h"
 
 namespace {
-
-TEST(Win32Paths, DropboxHostFilesInBothShellFolders) {
-  std::optional<std::string> roaming = w32_folder_path(CSIDL_APPDATA);
-  std::optional<std::string> local = w32_folder_path(CSIDL_LOCAL_APPDATA);
-  ASSERT_TRUE(roaming && local);
-  std::vector<std::string> host = w32_dropbox_host_db_paths();
-  ASSERT_EQ(host.size(), 2u);
-  EXPECT_EQ(host[0], *roaming + "\\Dropbox\\host.db");
-  EXPECT_EQ(host[1], *local + "\\Dropbox\\host.db");
-}
 
 TEST(Win32Paths, AutoCorrectListsOfWord) {
   wchar_t tmp[MAX_PATH];
