@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <utility>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -24,6 +25,7 @@ using std::chrono::milliseconds;
 
 x_session* g_s = nullptr;
 pid_t g_app = 0;  // the first instance
+unsigned long g_a11y_editor = 0;  // a mousepad that reports its caret on the accessibility bus
 
 std::string config_dir() { return g_s->dir() + "/config/quiverex"; }
 std::string app_log() { return g_s->dir() + "/quiverex.log"; }
@@ -86,6 +88,17 @@ class AppE2E : public ::testing::Test {
     g_s->spawn({"trayer", "--edge", "bottom", "--align", "right", "--widthtype", "pixel", "--width", "100",
                 "--height", "32"});
     wait_until([] { return access((g_s->dir() + "/bus").c_str(), F_OK) == 0; }, 5000);
+    // The accessibility bus, announced on the root window, and an editor that talks to it (the
+    // session's own editor is started with its accessibility bridge off).
+    g_s->spawn({"sh", "-c", "DBUS_SESSION_BUS_ADDRESS='" + bus + "' exec /usr/libexec/at-spi-bus-launcher --launch-immediately"});
+    wait_until([] { return g_s->run({"xprop", "-root", "AT_SPI_BUS"}).find("unix:") != std::string::npos; }, 5000);
+    std::ofstream(g_s->dir() + "/a11y.txt").close();
+    pid_t editor = g_s->spawn({"env", "-u", "NO_AT_BRIDGE", "mousepad", g_s->dir() + "/a11y.txt"});
+    wait_until([&] {
+      std::string out = g_s->run({"xdotool", "search", "--onlyvisible", "--pid", std::to_string(editor)});
+      if (!out.empty()) g_a11y_editor = std::stoul(out.substr(0, out.find('\n')));
+      return g_a11y_editor != 0;
+    }, 6000);
     // Its messages go to a log that a failing test prints.
     g_app = g_s->spawn({"sh", "-c",
                         "DBUS_SESSION_BUS_ADDRESS='" + bus + "' exec '" QX_APP_EXE "' --systray 2>'" + app_log() + "'"});
@@ -167,6 +180,55 @@ TEST_F(AppE2E, AWaitingAbbreviationShowsItsPreviewUntilItExpands) {
   EXPECT_TRUE(wait_until([&] { return !preview_visible(); }, 2000)) << "the preview outlives the expansion";
   std::this_thread::sleep_for(milliseconds(500));
   g_s->run({"xdotool", "key", "Return"});
+}
+
+// Where the preview window is on the screen: its top-left corner, or {-1, -1} when none shows.
+std::pair<int, int> preview_position() {
+  std::string out = g_s->run({"sh", "-c",
+                              "for w in $(xdotool search --onlyvisible --name '^Quiverex preview$'); do "
+                              "xdotool getwindowgeometry --shell $w; break; done"});
+  size_t x = out.find("X="), y = out.find("Y=");
+  if (x == std::string::npos || y == std::string::npos) return {-1, -1};
+  return {std::stoi(out.substr(x + 2)), std::stoi(out.substr(y + 2))};
+}
+
+// Types `text` (ending in an abbreviation that waits for Ctrl), notes where its preview
+// appeared, then expands it and ends the line.
+std::pair<int, int> preview_position_after(const std::string& text) {
+  g_s->run({"xdotool", "type", "--delay", "40", text});
+  std::pair<int, int> at{-1, -1};
+  wait_until([&] { return (at = preview_position()).first >= 0; }, 2000);
+  g_s->run({"xdotool", "key", "ctrl"});
+  wait_until([] { return preview_position().first < 0; }, 2000);
+  std::this_thread::sleep_for(milliseconds(300));
+  g_s->run({"xdotool", "key", "Return"});
+  return at;
+}
+
+TEST_F(AppE2E, ThePreviewFollowsTheCaretOfAnAccessibleEditorAndSitsInTheCornerElsewhere) {
+  ASSERT_NE(g_a11y_editor, 0u) << "the accessible editor did not start";
+  // Focus moves into the editor after the program listens, so the program hears of it.
+  g_s->activate(g_s->xterm_window());
+  ASSERT_TRUE(wait_until([] { return preview_position().first < 0; }, 4000)) << "an old preview stays";
+  g_s->activate(g_a11y_editor);
+  std::string geometry = g_s->run({"xdotool", "getwindowgeometry", "--shell", std::to_string(g_a11y_editor)});
+  int wx = std::stoi(geometry.substr(geometry.find("X=") + 2));
+  int wy = std::stoi(geometry.substr(geometry.find("Y=") + 2));
+  std::pair<int, int> first = preview_position_after("omw");
+  std::pair<int, int> second = preview_position_after("a longer line before omw");
+  // The first line starts at the text area's left edge, below the menu and tool bars.
+  EXPECT_GT(first.first, wx);
+  EXPECT_LT(first.first, wx + 60);
+  EXPECT_GT(first.second, wy + 20);
+  EXPECT_LT(first.second, wy + 200);
+  // One line lower, and as far right as the longer text reaches.
+  EXPECT_GT(second.first, first.first + 100);
+  EXPECT_GT(second.second, first.second + 5);
+  EXPECT_LT(second.second, first.second + 60);
+  // A terminal reports no caret: the preview keeps to the screen's corner.
+  g_s->activate(g_s->xterm_window());
+  std::pair<int, int> corner = preview_position_after("omw");
+  EXPECT_EQ(corner, std::make_pair(0, 0));
 }
 
 TEST_F(AppE2E, ImportThroughASecondStartReachesTheFirst) {

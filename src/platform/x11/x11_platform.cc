@@ -21,6 +21,7 @@
 
 #include "platform/keytables.h"
 #include "platform/thread_queue.h"
+#include "platform/x11/x11_caret.h"
 #include "platform/x11/x11_clipboard.h"
 #include "platform/x11/x11_hotkeys.h"
 #include "platform/x11/x11_launch.h"
@@ -136,10 +137,19 @@ std::unique_ptr<x11_platform> x11_platform::open(const char* display_name) {
   }
   p->clipboard_ = x11_clipboard::start(display_name);
   p->hotkeys_ = std::make_unique<x11_hotkeys>(display_name);
+  // The accessibility bus launcher publishes the bus address on the root window.
+  x11_platform* self = p.get();
+  p->caret_ = std::make_unique<x11_caret>([self] {
+    std::lock_guard<std::recursive_mutex> g(self->q_lock_);
+    Atom bus = XInternAtom(self->q_, "AT_SPI_BUS", True);
+    return bus != None &&
+           !get_property(self->q_, DefaultRootWindow(self->q_), bus, AnyPropertyType).empty();
+  });
   return p;
 }
 
 x11_platform::~x11_platform() {
+  caret_.reset();
   clipboard_.reset();
   hotkeys_.reset();
   std::lock_guard<std::recursive_mutex> g(q_lock_);
@@ -883,10 +893,19 @@ plat_window x11_platform::focus_window() {
   return focus;
 }
 
-bool x11_platform::caret_rect(plat_rect*) {
-  // X has no caret; only accessibility interfaces know it, and many applications do not
-  // report one there either.
-  return false;
+bool x11_platform::caret_rect(plat_rect* out) {
+  // X has no caret; only applications that speak to the accessibility bus report one.
+  plat_rect r;
+  uint32_t pid = 0;
+  if (!caret_ || !caret_->query(&r, &pid)) return false;
+  // The focused text object may belong to a window that has since lost the foreground to one
+  // that reports nothing (a terminal): then there is no caret to show.
+  plat_window fg = foreground_window();
+  plat_rect w;
+  if (!fg || window_process_id(fg) != pid || !window_rect(fg, &w)) return false;
+  if (r.left < w.left || r.left >= w.right || r.top < w.top || r.top >= w.bottom) return false;
+  *out = r;
+  return true;
 }
 
 bool x11_platform::attach_thread_input(plat_window, bool) { return true; }

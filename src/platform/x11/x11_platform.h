@@ -29,6 +29,7 @@ typedef struct _XDisplay Display;
 class x11_translator;
 class x11_clipboard;
 class x11_hotkeys;
+class x11_caret;
 
 class x11_platform : public plat_queued_platform {
  public:
@@ -160,4 +161,5 @@ class x11_platform : public plat_queued_platform {
 
   std::unique_ptr<x11_clipboard> clipboard_;
   std::unique_ptr<x11_hotkeys> hotkeys_;
+  std::unique_ptr<x11_caret> caret_;  // UI thread only, see x11_caret.h
 };
