@@ -30,18 +30,7 @@ unsigned long g_a11y_editor = 0;  // a mousepad that reports its caret on the ac
 std::string config_dir() { return g_s->dir() + "/config/quiverex"; }
 std::string app_log() { return g_s->dir() + "/quiverex.log"; }
 
-bool wait_until(const std::function<bool()>& done, int timeout_ms) {
-  for (int waited = 0; waited < timeout_ms; waited += 20) {
-    if (done()) return true;
-    std::this_thread::sleep_for(milliseconds(20));
-  }
-  return done();
-}
-
-unsigned long visible_main_window() {
-  std::string out = g_s->run({"xdotool", "search", "--onlyvisible", "--name", "^Quiverex$"});
-  return out.empty() ? 0 : std::stoul(out.substr(0, out.find('\n')));
-}
+unsigned long visible_main_window() { return g_s->visible_window("Quiverex"); }
 
 // The main window, shown by a second start when it is hidden.
 unsigned long main_window_brought_up() {

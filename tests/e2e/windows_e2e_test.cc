@@ -26,19 +26,6 @@ std::string config_dir() { return g_s->dir() + "/config/quiverex"; }
 std::string library_file() { return config_dir() + "/abbreviations.tmk"; }
 std::string app_log() { return g_s->dir() + "/quiverex.log"; }
 
-bool wait_until(const std::function<bool()>& done, int timeout_ms) {
-  for (int waited = 0; waited < timeout_ms; waited += 20) {
-    if (done()) return true;
-    std::this_thread::sleep_for(milliseconds(20));
-  }
-  return done();
-}
-
-unsigned long visible_window(const std::string& title) {
-  std::string out = g_s->run({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"});
-  return out.empty() ? 0 : std::stoul(out.substr(0, out.find('\n')));
-}
-
 void pause(int ms) { std::this_thread::sleep_for(milliseconds(ms)); }
 
 void key(const std::string& k) {
@@ -53,7 +40,7 @@ void type(const std::string& text) {
 
 // The main window, activated; 0 when it is not on screen.
 unsigned long main_window_activated() {
-  unsigned long w = visible_window("Quiverex");
+  unsigned long w = g_s->visible_window("Quiverex");
   if (w) g_s->activate(w);
   return w;
 }
@@ -64,7 +51,7 @@ unsigned long launch_pad_opened() {
   key("alt+f");
   key("l");
   unsigned long pad = 0;
-  wait_until([&] { return (pad = visible_window("Quiverex LaunchPad")) != 0; }, 3000);
+  wait_until([&] { return (pad = g_s->visible_window("Quiverex LaunchPad")) != 0; }, 3000);
   return pad;
 }
 
@@ -74,9 +61,9 @@ void start_app() {
 
 // Quits through the window's Ctrl+Q and waits for the program to end.
 bool quit_app() {
-  unsigned long w = visible_window("Quiverex");
+  unsigned long w = g_s->visible_window("Quiverex");
   if (!w) g_s->run({QX_APP_EXE});
-  w = visible_window("Quiverex");
+  w = g_s->visible_window("Quiverex");
   if (!w) return false;
   g_s->activate(w);
   key("ctrl+q");
@@ -112,7 +99,7 @@ unsigned long open_prefs() {
   if (!main_window_activated()) return 0;
   key("ctrl+p");
   unsigned long p = 0;
-  wait_until([&] { return (p = visible_window("Quiverex Preferences")) != 0; }, 5000);
+  wait_until([&] { return (p = g_s->visible_window("Quiverex Preferences")) != 0; }, 5000);
   return p;
 }
 
@@ -214,7 +201,7 @@ class WindowsE2E : public ::testing::Test {
 
 TEST_F(WindowsE2E, AFolderAndAnAbbreviationMadeInTheWindowExpandOnceApplied) {
   unsigned long w = 0;
-  ASSERT_TRUE(wait_until([&] { return (w = visible_window("Quiverex")) != 0; }, 20000));
+  ASSERT_TRUE(wait_until([&] { return (w = g_s->visible_window("Quiverex")) != 0; }, 20000));
   // Started once the instance channel is open.
   ASSERT_TRUE(wait_until([] { return access((g_s->dir() + "/quiverex/instance").c_str(), F_OK) == 0; }, 20000));
   g_s->activate(w);
@@ -240,7 +227,7 @@ TEST_F(WindowsE2E, AFolderAndAnAbbreviationMadeInTheWindowExpandOnceApplied) {
   key("ctrl+Page_Up");  // OK's mnemonic is shared with the folder fields of this page
   key("ctrl+Page_Up");
   key("alt+o");
-  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex Preferences") == 0; }, 3000));
+  EXPECT_TRUE(wait_until([] { return g_s->visible_window("Quiverex Preferences") == 0; }, 3000));
   screenshot(w, "main-dark");
   g_s->activate(w);
   key("alt+a");
@@ -297,11 +284,11 @@ TEST_F(WindowsE2E, LaunchPadOpensFromTheMenuAndEscapeHidesIt) {
   type("ab");
   key("Tab");
   key("Return");
-  EXPECT_NE(visible_window("Quiverex LaunchPad"), 0u) << "Return closed the launch pad";
+  EXPECT_NE(g_s->visible_window("Quiverex LaunchPad"), 0u) << "Return closed the launch pad";
   type("cd");
   screenshot(pad, "launchpad-dark");
   key("Escape");
-  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex LaunchPad") == 0; }, 3000));
+  EXPECT_TRUE(wait_until([] { return g_s->visible_window("Quiverex LaunchPad") == 0; }, 3000));
   // Shown again, it starts empty.
   pad = launch_pad_opened();
   ASSERT_NE(pad, 0u);
@@ -320,7 +307,7 @@ TEST_F(WindowsE2E, PreferencesAreSavedOnOkAndNotOnCancel) {
     screenshot(p, std::string("prefs-") + page + "-dark");
   }
   key("Escape");
-  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex Preferences") == 0; }, 3000));
+  EXPECT_TRUE(wait_until([] { return g_s->visible_window("Quiverex Preferences") == 0; }, 3000));
   EXPECT_EQ(access(prefs.c_str(), F_OK), -1) << "Cancel saved the preferences";
 
   p = open_prefs();
@@ -329,7 +316,7 @@ TEST_F(WindowsE2E, PreferencesAreSavedOnOkAndNotOnCancel) {
   EXPECT_TRUE(wait_until([&] { return read_file(prefs).find("\"trigger_hotkey\"=\"17\"") != std::string::npos; },
                          3000))
       << read_file(prefs).substr(0, 300);
-  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex Preferences") == 0; }, 3000));
+  EXPECT_TRUE(wait_until([] { return g_s->visible_window("Quiverex Preferences") == 0; }, 3000));
 }
 
 TEST_F(WindowsE2E, TheLightThemeAfterARestart) {
@@ -342,7 +329,7 @@ TEST_F(WindowsE2E, TheLightThemeAfterARestart) {
   std::ofstream(prefs) << text;
   start_app();
   unsigned long w = 0;
-  ASSERT_TRUE(wait_until([&] { return (w = visible_window("Quiverex")) != 0; }, 20000));
+  ASSERT_TRUE(wait_until([&] { return (w = g_s->visible_window("Quiverex")) != 0; }, 20000));
   screenshot(w, "main-light");
   unsigned long p = open_prefs();
   ASSERT_NE(p, 0u);
@@ -389,7 +376,7 @@ TEST_F(WindowsE2E, FontsAndTheViewAfterARestartAndFromThePreferences) {
   set_pref("lmode", "0");
   start_app();
   unsigned long w = 0;
-  ASSERT_TRUE(wait_until([&] { return (w = visible_window("Quiverex")) != 0; }, 20000));
+  ASSERT_TRUE(wait_until([&] { return (w = g_s->visible_window("Quiverex")) != 0; }, 20000));
   pause(500);
   // Still the Normal view: Alt+W does nothing.
   // (A name that does not contain the saved "qxnv", which would expand while typed.)
@@ -411,14 +398,14 @@ TEST_F(WindowsE2E, FontsAndTheViewAfterARestartAndFromThePreferences) {
   screenshot(p, "prefs-general-large-dark");
   key("alt+i");
   unsigned long chooser = 0;
-  ASSERT_TRUE(wait_until([&] { return (chooser = visible_window("Pick a Font")) != 0; }, 3000));
+  ASSERT_TRUE(wait_until([&] { return (chooser = g_s->visible_window("Pick a Font")) != 0; }, 3000));
   type("DejaVu Serif");
   for (int i = 0; i < 4; i++) key("Tab");
   key("ctrl+a");
   type("8");
   key("Tab");
   key("alt+s");
-  EXPECT_TRUE(wait_until([] { return visible_window("Pick a Font") == 0; }, 3000));
+  EXPECT_TRUE(wait_until([] { return g_s->visible_window("Pick a Font") == 0; }, 3000));
   screenshot(p, "prefs-general-chosen-dark");
   key("ctrl+Page_Up");  // OK's mnemonic is shared with the folder fields of this page
   key("ctrl+Page_Up");
@@ -428,7 +415,7 @@ TEST_F(WindowsE2E, FontsAndTheViewAfterARestartAndFromThePreferences) {
       << font;
   EXPECT_EQ(font.substr(font.size() - 2), " 8") << font;
   EXPECT_EQ(pref("repleditor_font"), "DejaVu Sans Mono 20");
-  EXPECT_TRUE(wait_until([] { return visible_window("Quiverex Preferences") == 0; }, 3000));
+  EXPECT_TRUE(wait_until([] { return g_s->visible_window("Quiverex Preferences") == 0; }, 3000));
   pause(500);  // every window is restyled
   // Without the 18-point font at start the width would hardly change.
   int chosen = launch_pad_width();

@@ -56,6 +56,19 @@ void stop(pid_t pid) {
 
 }  // namespace
 
+bool wait_until(const std::function<bool()>& done, int timeout_ms) {
+  for (int waited = 0; waited < timeout_ms; waited += 20) {
+    if (done()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return done();
+}
+
+unsigned long x_session::visible_window(const std::string& title) {
+  std::string out = run({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"});
+  return out.empty() ? 0 : std::stoul(out.substr(0, out.find('\n')));
+}
+
 std::string read_file(const std::string& path) {
   std::ifstream f(path, std::ios::binary);
   std::stringstream ss;

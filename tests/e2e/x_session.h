@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -43,6 +44,8 @@ class x_session {
   bool activate(unsigned long window);
   // setxkbmap with a layout and an optional variant.
   bool set_layout(const std::string& layout, const std::string& variant = "");
+  // The first visible window titled exactly `title`, 0 when none.
+  unsigned long visible_window(const std::string& title);
 
  private:
   unsigned long wait_for_window(const std::string& cls);
@@ -53,6 +56,8 @@ class x_session {
   std::vector<pid_t> children_;  // stopped in reverse order
 };
 
+// Checks `done` every 20 ms until it holds or `timeout_ms` passed; its last answer.
+bool wait_until(const std::function<bool()>& done, int timeout_ms);
 // The whole content of a file ("" when missing).
 std::string read_file(const std::string& path);
 // Polls until the file holds at least `size` bytes or `timeout_ms` passed; returns the content.

@@ -2,16 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include "model_reset.h"
+
 namespace {
 
 class EditTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    abbr_free_all_folder_lists();
-    abbr_reset_uid_counter();
-    abbr_reset_abbr_uid_counter();
-    abbr_set_default_mode_funcs(nullptr, nullptr);
-    abbr_set_main_list_handover(nullptr);
+    reset_library_model();
   }
   void TearDown() override { abbr_free_all_folder_lists(); }
   plist* sandbox() { return abbr_folder_list(ABBR_SANDBOX_LIST); }

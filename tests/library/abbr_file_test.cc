@@ -12,6 +12,7 @@
 
 #include "core/msgbox.h"
 #include "util/strutil.h"
+#include "model_reset.h"
 
 namespace fs = std::filesystem;
 
@@ -51,11 +52,7 @@ struct box_recorder {
 class AbbrFileTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    abbr_free_all_folder_lists();
-    abbr_reset_uid_counter();
-    abbr_reset_abbr_uid_counter();
-    abbr_set_default_mode_funcs(nullptr, nullptr);
-    abbr_set_main_list_handover(nullptr);
+    reset_library_model();
     abbrld_set_hooks({nullptr, nullptr, nullptr, nullptr});
     msgbox_set_handler(box_recorder::handle, &boxes_);
     dir_ = fs::temp_directory_path() / ("qx_file_test_" + std::to_string(getpid()));

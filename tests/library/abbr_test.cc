@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "model_reset.h"
+
 namespace {
 
 std::vector<std::string> strings(plist* l) {
@@ -17,11 +19,7 @@ std::vector<std::string> strings(plist* l) {
 class LibraryTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    abbr_free_all_folder_lists();
-    abbr_reset_uid_counter();
-    abbr_reset_abbr_uid_counter();
-    abbr_set_default_mode_funcs(nullptr, nullptr);
-    abbr_set_main_list_handover(nullptr);
+    reset_library_model();
     top_ = abbr_create_absolute_parent_folder();
     abbr_add_subfolder_to_folder(ABBR_MAIN_LIST, nullptr, top_);
   }
