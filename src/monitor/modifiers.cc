@@ -6,9 +6,9 @@
 // Right Shift, and only right Shift, is marked extended: every key-up that this table drives
 // for it is sent with the extended flag, which is what makes the system release it cleanly.
 mon_modifier_row modifier_states[7] = {
-    {VK_LSHIFT, 0, 0},   {VK_RSHIFT, 0, 1}, {VK_LCONTROL, 0, 0},
-    {VK_RCONTROL, 0, 0}, {VK_LMENU, 0, 0},  {VK_RMENU, 0, 0},
-    {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu},
+    {VK_LSHIFT, 0, 0, false},   {VK_RSHIFT, 0, 1, false}, {VK_LCONTROL, 0, 0, false},
+    {VK_RCONTROL, 0, 0, false}, {VK_LMENU, 0, 0, false},  {VK_RMENU, 0, 0, false},
+    {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu, false},
 };
 
 std::atomic<int> g_caps_was_enabled{0};
@@ -16,9 +16,6 @@ std::atomic<int> g_caps_pressed_count{0};
 uint32_t g_didwutshift = 0, g_didwutshiftsc = 0, g_didwutphysshift = 0;
 
 namespace {
-// The keys the last restore pressed (hook thread), by row of modifier_states.
-bool restored_by_us[7];
-
 bool async_down(uint32_t vk) { return (plat()->get_async_key_state(vk) & 0x8000) != 0; }
 
 uint32_t scan_of(uint32_t vk) { return plat()->map_virtual_key(vk, MAPVK_VK_TO_VSC, 0); }
@@ -70,20 +67,20 @@ void mon_keyup_all_keydownd_modifiers() {
 
 void mon_restore_all_keyupd_modifiers() {
   for (mon_modifier_row* r = modifier_states; r->vk != 0xFFFFFFFFu; ++r) {
-    restored_by_us[r - modifier_states] = false;
+    r->restored = false;
     // Right Alt is AltGr on many layouts: pressing it again would turn the user's next letter
     // into a third-level character, so it is never restored.
     if (!r->down || r->vk == VK_RMENU) continue;
     if (async_down(r->vk)) continue;
     plat()->send_key(r->vk, scan_of(r->vk), r->extended ? KEYEVENTF_EXTENDEDKEY : 0);
-    restored_by_us[r - modifier_states] = true;
+    r->restored = true;
   }
 }
 
 void mon_release_restored_modifiers_let_go() {
   for (mon_modifier_row* r = modifier_states; r->vk != 0xFFFFFFFFu; ++r) {
-    bool ours = restored_by_us[r - modifier_states];
-    restored_by_us[r - modifier_states] = false;
+    bool ours = r->restored;
+    r->restored = false;
     if (ours && !r->down && async_down(r->vk))
       plat()->send_key(r->vk, scan_of(r->vk), KEYEVENTF_KEYUP | (r->extended ? KEYEVENTF_EXTENDEDKEY : 0));
   }

@@ -70,6 +70,7 @@ struct mon_modifier_row {
   uint32_t vk;
   uint32_t down;      // physically down when last recorded
   uint32_t extended;  // its key events carry the extended flag
+  bool restored;      // pressed again by the last restore, for the user who held it
 };
 // Rows for left/right Shift, Ctrl and Alt, ended by a row of 0xFFFFFFFF. Hook thread.
 extern mon_modifier_row modifier_states[7];
