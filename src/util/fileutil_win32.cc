@@ -7,18 +7,10 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "platform/win32/text.h"
 #include "util/fileutil.h"
 
 namespace {
-
-std::wstring widen(const std::string& text) {
-  if (text.empty()) return std::wstring();
-  int n = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-  if (n <= 0) return std::wstring();
-  std::wstring out(static_cast<size_t>(n), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), n);
-  return out;
-}
 
 // Callers report failures through errno, as on POSIX.
 void set_errno_from_last_error() {
@@ -44,17 +36,17 @@ void set_errno_from_last_error() {
 
 FILE* file_open(const std::string& path, const char* mode) {
   std::string narrow_mode(mode);
-  return _wfopen(widen(path).c_str(), std::wstring(narrow_mode.begin(), narrow_mode.end()).c_str());
+  return _wfopen(w32_to_utf16(path).c_str(), std::wstring(narrow_mode.begin(), narrow_mode.end()).c_str());
 }
 
 bool file_remove(const std::string& path) {
-  if (DeleteFileW(widen(path).c_str())) return true;
+  if (DeleteFileW(w32_to_utf16(path).c_str())) return true;
   set_errno_from_last_error();
   return false;
 }
 
 FILE* fileutil_create_new(const std::string& path, bool* name_taken) {
-  std::wstring wide = widen(path);
+  std::wstring wide = w32_to_utf16(path);
   HANDLE h = CreateFileW(wide.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, CREATE_NEW,
                          FILE_ATTRIBUTE_TEMPORARY, nullptr);
   if (h == INVALID_HANDLE_VALUE) {
@@ -77,7 +69,7 @@ FILE* fileutil_create_new(const std::string& path, bool* name_taken) {
 }
 
 bool fileutil_make_dir(const std::string& path) {
-  return CreateDirectoryW(widen(path).c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
+  return CreateDirectoryW(w32_to_utf16(path).c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
 }
 
 bool fsync_and_close(FILE* stream) {
@@ -91,7 +83,7 @@ bool fsync_and_close(FILE* stream) {
 }
 
 bool rename_durable(const std::string& temp, const std::string& target) {
-  if (MoveFileExW(widen(temp).c_str(), widen(target).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+  if (MoveFileExW(w32_to_utf16(temp).c_str(), w32_to_utf16(target).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
     return true;
   set_errno_from_last_error();
   return false;
@@ -99,7 +91,7 @@ bool rename_durable(const std::string& temp, const std::string& target) {
 
 bool rename_no_replace(const std::string& from, const std::string& to) {
   // Without MOVEFILE_REPLACE_EXISTING the move fails when `to` exists.
-  if (MoveFileExW(widen(from).c_str(), widen(to).c_str(), MOVEFILE_WRITE_THROUGH)) return true;
+  if (MoveFileExW(w32_to_utf16(from).c_str(), w32_to_utf16(to).c_str(), MOVEFILE_WRITE_THROUGH)) return true;
   set_errno_from_last_error();
   return false;
 }
@@ -107,17 +99,17 @@ bool rename_no_replace(const std::string& from, const std::string& to) {
 char path_separator() { return '\\'; }
 
 bool file_exists(const std::string& path) {
-  return GetFileAttributesW(widen(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+  return GetFileAttributesW(w32_to_utf16(path).c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 bool dir_exists(const std::string& path) {
-  DWORD a = GetFileAttributesW(widen(path).c_str());
+  DWORD a = GetFileAttributesW(w32_to_utf16(path).c_str());
   return a != INVALID_FILE_ATTRIBUTES && (a & FILE_ATTRIBUTE_DIRECTORY);
 }
 
 time_t file_mtime(const std::string& path) {
   WIN32_FILE_ATTRIBUTE_DATA data;
-  if (!GetFileAttributesExW(widen(path).c_str(), GetFileExInfoStandard, &data)) return 0;
+  if (!GetFileAttributesExW(w32_to_utf16(path).c_str(), GetFileExInfoStandard, &data)) return 0;
   ULARGE_INTEGER t;
   t.LowPart = data.ftLastWriteTime.dwLowDateTime;
   t.HighPart = data.ftLastWriteTime.dwHighDateTime;
